@@ -1,0 +1,46 @@
+#ifndef KAV_EPUB_CONVERT_EPUB_MANAGEMENT_H_
+#define KAV_EPUB_CONVERT_EPUB_MANAGEMENT_H_
+
+#include <string>
+
+#include "convert/progress_callback.h"
+#include "service/kav_export.h"
+
+class EpubBase;
+
+// Converts a whole file into a book in one call, reporting progress. Calling
+// order: Init, then TXT2Epub or Mobi2Epub (when Init returned 0), then
+// ClearData always. Owns its builder.
+class KAV_EXPORT EpubManagement {
+ public:
+  EpubManagement();
+  ~EpubManagement();  // releases the builder; its working files stay
+  EpubManagement(const EpubManagement&) = delete;
+  EpubManagement& operator=(const EpubManagement&) = delete;
+
+  // Releases the builder but keeps the pointer: the object must be neither
+  // used nor destroyed afterwards.
+  void Destory();
+
+  // Creates the builder; title and author are deliberately not kept. 0.
+  int Init(const char* workDir, const char* title, const char* author);
+  // Plain text, sixty lines a page; progress (page, pages + 1).
+  int TXT2Epub(const char* txtPath, const char* epubPath, void* user, ProgressCallback progress);
+  // A MOBI book through libKav_Mobi; progress in tenths.
+  int Mobi2Epub(const char* mobiPath, const char* epubPath, void* user, ProgressCallback progress);
+  // Deletes the builder's working files and the scratch directory.
+  int ClearData();
+
+ private:
+  EpubBase* epub;
+  std::string workDir;
+  std::string processTmpDir;
+  std::string title;
+  std::string author;
+};
+
+// The number of 60-line pages of a text file (lines as fgets reads them,
+// at most 254 bytes each); 0 when it cannot be opened.
+KAV_EXPORT int GetPageNumForTXT(const char* txtPath);
+
+#endif  // KAV_EPUB_CONVERT_EPUB_MANAGEMENT_H_

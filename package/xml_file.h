@@ -1,0 +1,64 @@
+#ifndef KAV_EPUB_PACKAGE_XML_FILE_H_
+#define KAV_EPUB_PACKAGE_XML_FILE_H_
+
+#include <string>
+#include <vector>
+
+#include "service/kav_export.h"
+
+class XMLBase;
+
+// The table-building step of AddFormToHtml.
+enum FormOperator {
+  FormTable = 0,  // a new table in the body
+  FormRow = 1,    // a new row in the newest table
+  FormCell = 2,   // a new cell with text in the newest row
+};
+
+// Builds the XML documents of one book: the package document (content.opf),
+// the navigation document (toc.ncx), the container file and page documents.
+// One object is used for one kind of document. Owns its XMLBase documents.
+class KAV_EXPORT XMLFile {
+ public:
+  XMLFile();
+  ~XMLFile();
+  XMLFile(const XMLFile&) = delete;
+  XMLFile& operator=(const XMLFile&) = delete;
+
+  // Deletes the documents but leaves the pointers: the object must be
+  // neither used nor destroyed afterwards.
+  void Destory();
+
+  // Package document. AddCoverToOpf and AddRecordToOpf need InitOpfFile
+  // first and always return 0.
+  int InitOpfFile(const char* title, const char* author);
+  int AddCoverToOpf(const char* coverPage, const char* coverImage);
+  int AddRecordToOpf(const char* fileName);
+  int SaveOpfFile(const char* path);
+
+  // Navigation document. AddRecordToNcx needs InitNcxFile first.
+  int InitNcxFile(const char* title);
+  int AddRecordToNcx(const char* src);
+  int SaveNcxFile(const char* path);
+
+  // Writes META-INF/container.xml at path in one call.
+  unsigned int GenerateContainerFile(const char* path);
+
+  // Page documents. SaveHtml gives 0 or 0xFFFFFFFF for any failure.
+  int InitHTML(const char* title);
+  int AddTextLineToHtml(const char* text);
+  int AddImageToHtml(const char* src);
+  int AddImageToXhtml(const char* href);
+  int AddFormToHtml(const char* text, FormOperator op);
+  unsigned int SaveHtml(const char* path);
+
+ private:
+  XMLBase* opfDoc;
+  XMLBase* ncxDoc;
+  XMLBase* pageDoc;
+  std::vector<std::string> opfRecords;
+  int navOrder;
+  int recordCount;
+};
+
+#endif  // KAV_EPUB_PACKAGE_XML_FILE_H_

@@ -1,0 +1,70 @@
+#define _XOPEN_SOURCE 700
+#include "platform/tool/kav_tool.h"
+
+#include <errno.h>
+#include <ftw.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+int KavIsStrNullOrEmpty(const char* text) { return text == NULL || text[0] == '\0'; }
+
+int KavIsFileOrDirExists(const char* path) {
+  struct stat st;
+  if (KavIsStrNullOrEmpty(path)) return 0;
+  return lstat(path, &st) == 0;
+}
+
+int KavIsFileExists(const char* path) {
+  struct stat st;
+  if (KavIsStrNullOrEmpty(path)) return 0;
+  return stat(path, &st) == 0 && S_ISREG(st.st_mode);
+}
+
+char* KavGetRunDirectory(const char* path) {
+  if (path == NULL) return NULL;
+  size_t len = strlen(path);
+  // A trailing separator names the directory itself: "a/b/" -> "a/b".
+  if (len > 1 && path[len - 1] == '/') return strndup(path, len - 1);
+  const char* slash = strrchr(path, '/');
+  if (slash == NULL) return strdup(".");
+  if (slash == path) return strdup("/");
+  return strndup(path, (size_t)(slash - path));
+}
+
+int KavMkdir(const char* path) {
+  if (KavIsStrNullOrEmpty(path)) return -1;
+  return mkdir(path, 0755) == 0 ? 0 : -1;
+}
+
+static int RemoveEntry(const char* path, const struct stat* st, int flag, struct FTW* ftw) {
+  (void)st;
+  (void)ftw;
+  // FTW_PHYS reports links as FTW_SL: remove the link, never its target.
+  if (flag == FTW_DP) return rmdir(path) == 0 ? 0 : -1;
+  return unlink(path) == 0 ? 0 : -1;
+}
+
+int KavDeleteDir(const char* path) {
+  struct stat st;
+  if (KavIsStrNullOrEmpty(path)) return -1;
+  if (lstat(path, &st) != 0) return -1;
+  if (!S_ISDIR(st.st_mode)) return unlink(path) == 0 ? 0 : -1;
+  return nftw(path, RemoveEntry, 32, FTW_DEPTH | FTW_PHYS) == 0 ? 0 : -1;
+}
+
+char* KavGetLocalCurrentTime(const char* format, int size) {
+  if (format == NULL || size <= 0) return NULL;
+  time_t now = time(NULL);
+  struct tm local;
+  if (localtime_r(&now, &local) == NULL) return NULL;
+  char* text = calloc((size_t)size, 1);
+  if (text == NULL) return NULL;
+  if (strftime(text, (size_t)size, format, &local) == 0 && format[0] != '\0') {
+    free(text);
+    return NULL;
+  }
+  return text;
+}
