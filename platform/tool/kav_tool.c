@@ -43,7 +43,8 @@ static int RemoveEntry(const char* path, const struct stat* st, int flag, struct
   (void)st;
   (void)ftw;
   // FTW_PHYS reports links as FTW_SL: remove the link, never its target.
-  if (flag == FTW_DP) return rmdir(path) == 0 ? 0 : -1;
+  // An unreadable directory (FTW_DNR) can still go if it is empty.
+  if (flag == FTW_DP || flag == FTW_DNR) return rmdir(path) == 0 ? 0 : -1;
   return unlink(path) == 0 ? 0 : -1;
 }
 
