@@ -1,0 +1,153 @@
+// Finding elements by node path: names joined by "/" (or "\" when the path
+// has no "/"), each optionally followed by "-N" for the N-th occurrence.
+#include <climits>
+#include <cstdlib>
+#include <string>
+
+#include "platform/tool/kav_tool.h"
+#include "xml/xml_base.h"
+#include "xml/xml_string.h"
+
+namespace {
+
+// A path cut at its first separator.
+struct PathSplit {
+  std::string head;
+  std::string rest;
+  bool hasRest;
+};
+
+PathSplit SplitPath(const std::string& path) {
+  const char separator = path.find('/') != std::string::npos ? '/' : '\\';
+  const std::string::size_type at = path.find(separator);
+  if (at == std::string::npos) return {path, std::string(), false};
+  return {path.substr(0, at), path.substr(at + 1), true};
+}
+
+// Reads an occurrence index the way atoi does (leading blanks, a sign,
+// digits up to the first other character, 0 when there are none), except
+// that a number beyond the range of int is held at the nearest end instead
+// of wrapping: "tr-99999999999" asks for a very late row, never the first.
+int ReadIndex(const std::string& text) {
+  const long value = std::strtol(text.c_str(), nullptr, 10);
+  if (value > INT_MAX) return INT_MAX;
+  if (value < INT_MIN) return INT_MIN;
+  return static_cast<int>(value);
+}
+
+bool NameIs(const xmlNode* node, const xmlChar* name) { return xmlStrcmp(node->name, name) == 0; }
+
+// The children a search descends into. Those of an entity reference are the
+// entity's shared declaration, which lies outside the document tree.
+xmlNode* FirstChild(const xmlNode* node) {
+  return node->type == XML_ENTITY_REF_NODE ? nullptr : node->children;
+}
+
+xmlNode* LastChild(const xmlNode* node) {
+  return node->type == XML_ENTITY_REF_NODE ? nullptr : node->last;
+}
+
+}  // namespace
+
+xmlNode* XMLBase::FindNode(xmlNode* start, const char* path) {
+  if (KavIsStrNullOrEmpty(path) || start == nullptr) return nullptr;
+
+  const std::string fullPath(path);
+  const PathSplit split = SplitPath(fullPath);
+  const std::string::size_type dash = split.head.find('-');
+  std::string name = split.head;
+  int index = 1;
+  if (dash != std::string::npos) {
+    name = split.head.substr(0, dash);
+    index = ReadIndex(split.head.substr(dash + 1));
+  }
+  // Each step down the siblings lowers the index by one, so an index below
+  // 1 never reaches 1: nothing can match.
+  if (index <= 0) return nullptr;
+  const kav_xml::XmlString wanted(name.c_str());
+
+  // Once a sibling of the wanted name has failed to find occurrence k >= 2
+  // among the nodes after it, no later sibling can find occurrence k either:
+  // fewer candidates follow it, and it would need only k - 1 of them. The
+  // scans below stop there; the answer is the same as scanning on, but a
+  // missing occurrence costs one pass instead of a pass per combination.
+  auto nothingLater = [&wanted](const xmlNode* sibling, int occurrence) {
+    return occurrence >= 2 && NameIs(sibling, wanted.get());
+  };
+
+  if (NameIs(start, wanted.get())) {
+    if (index != 1) {
+      // The path that counts the remaining occurrences among the siblings.
+      const int remaining = index - 1;
+      std::string newPath = fullPath;
+      newPath.replace(dash + 1, split.head.size() - dash - 1, std::to_string(remaining));
+      for (xmlNode* sibling = start->next; sibling != nullptr; sibling = sibling->next) {
+        xmlNode* found = FindNode(sibling, newPath.c_str());
+        if (found != nullptr) return found;
+        if (nothingLater(sibling, remaining)) return nullptr;
+      }
+      return nullptr;
+    }
+    if (!split.hasRest) return start;
+    for (xmlNode* child = FirstChild(start); child != nullptr; child = child->next) {
+      xmlNode* found = FindNode(child, split.rest.c_str());
+      if (found != nullptr) return found;
+    }
+    return nullptr;
+  }
+
+  for (xmlNode* child = FirstChild(start); child != nullptr; child = child->next) {
+    xmlNode* found = FindNode(child, path);
+    if (found != nullptr) return found;
+    if (nothingLater(child, index)) return nullptr;
+  }
+  return nullptr;
+}
+
+xmlNode* XMLBase::FindLastNode(xmlNode* start, const char* path) {
+  if (KavIsStrNullOrEmpty(path) || start == nullptr) return nullptr;
+
+  const PathSplit split = SplitPath(path);
+  const kav_xml::XmlString head(split.head.c_str());
+
+  // The builders mostly ask again for the element they just found, for its
+  // next sibling or for its parent; those answers need no search, even when
+  // they lie outside the subtree of start.
+  if (lastFound != nullptr && !split.hasRest) {
+    if (lastFound->next != nullptr) {
+      if (NameIs(lastFound->next, head.get())) {
+        lastFound = lastFound->next;
+        return lastFound;
+      }
+    } else if (NameIs(lastFound, head.get())) {
+      return lastFound;
+    } else if (lastFound->parent != nullptr) {
+      if (NameIs(lastFound->parent, head.get())) {
+        lastFound = lastFound->parent;
+        return lastFound;
+      }
+    } else if (lastFound->last != nullptr && NameIs(lastFound->last, head.get())) {
+      lastFound = lastFound->last;
+      return lastFound;
+    }
+  }
+
+  // Full search: a node before its descendants, newest child first.
+  lastFound = nullptr;
+  if (NameIs(start, head.get())) {
+    if (!split.hasRest) {
+      lastFound = start;
+      return start;
+    }
+    for (xmlNode* child = LastChild(start); child != nullptr; child = child->prev) {
+      xmlNode* found = FindLastNode(child, split.rest.c_str());
+      if (found != nullptr) return found;
+    }
+    return nullptr;
+  }
+  for (xmlNode* child = LastChild(start); child != nullptr; child = child->prev) {
+    xmlNode* found = FindLastNode(child, path);
+    if (found != nullptr) return found;
+  }
+  return nullptr;
+}
