@@ -1,0 +1,214 @@
+// Turning one foreign HTML file into a clean XHTML 1.0 Strict document:
+// parse leniently, rebuild around a generated head, validate and repair,
+// then delete what the repairs condemned, neutralise dangling fragment links
+// and wrap loose body content.
+#include <libxml/HTMLparser.h>
+#include <libxml/globals.h>
+#include <libxml/parser.h>
+#include <libxml/valid.h>
+
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "platform/tool/kav_tool.h"
+#include "service/kav_result.h"
+#include "xml/repair_nodes.h"
+#include "xml/tree_depth.h"
+#include "xml/xhtml_name_lists.h"
+#include "xml/xml_base.h"
+#include "xml/xml_string.h"
+
+namespace {
+
+const char kXhtmlNamespace[] = "http://www.w3.org/1999/xhtml";
+
+// Recover, no default document type, no errors, no warnings, and bit 14
+// (16384). The value is passed exactly as it stands.
+const int kHtmlParseOptions = 16485;
+
+void IgnoreGeneric(void*, const char*, ...) {}
+
+// For the length of a clean-up, libxml2's generic reports (a missing file,
+// an unparsable DTD) go nowhere, and no process-wide structured handler may
+// take the validity errors away from the context's own handlers, which do
+// the repairs. The previous handlers of this thread come back afterwards.
+class ErrorRouting {
+ public:
+  ErrorRouting()
+      : generic_(xmlGenericError),
+        genericContext_(xmlGenericErrorContext),
+        structured_(xmlStructuredError),
+        structuredContext_(xmlStructuredErrorContext) {
+    xmlSetGenericErrorFunc(nullptr, IgnoreGeneric);
+    xmlSetStructuredErrorFunc(nullptr, nullptr);
+  }
+  ~ErrorRouting() {
+    xmlSetGenericErrorFunc(genericContext_, generic_);
+    xmlSetStructuredErrorFunc(structuredContext_, structured_);
+  }
+  ErrorRouting(const ErrorRouting&) = delete;
+  ErrorRouting& operator=(const ErrorRouting&) = delete;
+
+ private:
+  xmlGenericErrorFunc generic_;
+  void* genericContext_;
+  xmlStructuredErrorFunc structured_;
+  void* structuredContext_;
+};
+
+void CollectSubtree(xmlNode* top, std::unordered_set<xmlNode*>& nodes) {
+  xmlNode* node = top;
+  while (node != nullptr) {
+    nodes.insert(node);
+    if (node->children != nullptr && node->type != XML_ENTITY_REF_NODE) {
+      node = node->children;
+      continue;
+    }
+    while (node != top && node->next == nullptr && node->parent != nullptr) node = node->parent;
+    if (node == top || node->next == nullptr) break;
+    node = node->next;
+  }
+}
+
+// Deletes the queued nodes, newest first, each once. All are unlinked
+// before any is freed: a queued node may lie inside another queued subtree,
+// and freeing the outer one first would free it, too. Returns every node
+// that left the document, descendants included.
+std::unordered_set<xmlNode*> DeletePending(std::vector<xmlNode*>& pending) {
+  std::vector<xmlNode*> deleted;
+  std::unordered_set<xmlNode*> seen;
+  while (!pending.empty()) {
+    xmlNode* node = pending.back();
+    pending.pop_back();
+    if (node == nullptr || !seen.insert(node).second) continue;
+    deleted.push_back(node);
+  }
+  for (xmlNode* node : deleted) xmlUnlinkNode(node);
+  std::unordered_set<xmlNode*> gone;
+  for (xmlNode* node : deleted) CollectSubtree(node, gone);
+  for (xmlNode* node : deleted) xmlFreeNode(node);
+  return gone;
+}
+
+// Wraps every child of body that is not block-level in a div of its own.
+void WrapLooseContent(xmlNode* body) {
+  xmlNode* child = body->children;
+  while (child != nullptr) {
+    xmlNode* next = child->next;
+    if (child->name != nullptr &&
+        !kav_xml::ListHasFramed(kav_xml::kBlockNames, kav_xml::NodeName(child))) {
+      kav_xml::XmlString divName("div");
+      xmlNode* div = xmlNewNode(nullptr, divName.get());
+      if (div == nullptr) return;
+      xmlReplaceNode(child, div);
+      xmlAddChild(div, child);
+      next = div->next;
+    }
+    child = next;
+  }
+}
+
+}  // namespace
+
+int XMLBase::HtmlProcess(const char* htmlPath, const char* baseDir, const char* title,
+                         const char* dtdPath) {
+  if (doc == nullptr) return KAV_ERR_NO_DOCUMENT;
+  ErrorRouting routing;
+
+  resourceDir = "";
+  this->baseDir = baseDir != nullptr ? baseDir : "";
+
+  XMLAttrInfo xmlns = {};
+  SetAttrInfo(&xmlns, "xmlns", kXhtmlNamespace, nullptr);
+  AddXMLNode(nullptr, "html", &xmlns);
+
+  if (KavIsStrNullOrEmpty(htmlPath)) return KAV_ERR_OPEN;
+  xmlDoc* source = htmlReadFile(htmlPath, "UTF-8", kHtmlParseOptions);
+  if (source == nullptr) return KAV_ERR_OPEN;
+  xmlNode* sourceRoot = xmlDocGetRootElement(source);
+  if (sourceRoot == nullptr) {
+    xmlFreeDoc(source);
+    return KAV_ERR_NO_ELEMENT;
+  }
+  // libxml2's HTML parser already stops nesting at 256 levels; the bound
+  // keeps the copy and the walk below safe with a parser that goes deeper.
+  kav_xml::PruneBelowDepth(sourceRoot, kav_xml::kMaxTreeDepth);
+
+  xmlNode* html = FindNode(root, "html");
+  xmlNode* head = GenerateHeadNode(title != nullptr ? title : "");
+  if (html == nullptr) {
+    // Only when the root element could not be made at all.
+    if (head != nullptr) xmlFreeNode(head);
+    xmlFreeDoc(source);
+    return KAV_ERR_XML_CREATE;
+  }
+  xmlAddChild(html, head);
+
+  xmlNode* sourceBody = FindNode(sourceRoot, "body");
+  if (sourceBody == nullptr) {
+    xmlFreeDoc(source);
+    return KAV_ERR_NO_ELEMENT;
+  }
+  // The copy takes the body's following siblings along; only the body is
+  // kept.
+  xmlNode* body = xmlCopyNodeList(sourceBody);
+  xmlFreeDoc(source);
+  if (body != nullptr) {
+    xmlNode* rest = body->next;
+    body->next = nullptr;
+    if (rest != nullptr) {
+      rest->prev = nullptr;
+      xmlFreeNodeList(rest);
+    }
+    xmlAddChild(html, body);
+  }
+
+  // libxml2 reads the DTD path as a URI.
+  std::string dtdUri = dtdPath != nullptr ? dtdPath : "";
+  ReplaceString(dtdUri, " ", 1, "%20");
+  kav_xml::XmlString uri(dtdUri.c_str());
+  xmlDtd* dtd = xmlParseDTD(nullptr, uri.get());
+  if (dtd == nullptr) return KAV_ERR_MISSING;
+
+  xmlValidCtxt* context = xmlNewValidCtxt();
+  if (context == nullptr) {
+    xmlFreeDtd(dtd);
+    return KAV_ERR_VALID_CTXT;
+  }
+  auto* state = new TRepairState();
+  // This thread's last-error record (__xmlLastError()). libxml2 2.9 copies
+  // each validity error into it before calling the context's handler, so
+  // PrintError finds the code, first string and node there.
+  state->lastError = &xmlLastError;
+  state->currentAttr = &currentAttr;
+  repairState = state;
+  context->userData = state;
+  context->error = PrintError;
+  // The warning handler does nothing and reads none of its arguments, so
+  // the differing parameter list is harmless.
+  context->warning =
+      reinterpret_cast<xmlValidityWarningFunc>(reinterpret_cast<void (*)()>(&PrintWarning));
+
+  xhtmlValidateDtd(context, doc, dtd);
+  xmlFreeValidCtxt(context);
+  xmlFreeDtd(dtd);
+
+  std::unordered_set<xmlNode*> gone = DeletePending(state->pending);
+
+  while (!anchorLinks.empty()) {
+    xmlNode* anchor = anchorLinks.back();
+    anchorLinks.pop_back();
+    if (anchor == nullptr || gone.count(anchor) != 0) continue;
+    std::string href;
+    if (!kav_xml::GetAttrValue(anchor, "href", &href)) continue;
+    // Only a fragment that names an id the walk registered resolves.
+    if (idList.find("|" + href + "|") == std::string::npos) kav_xml::Neutralise(anchor);
+  }
+
+  if (body != nullptr && gone.count(body) == 0) WrapLooseContent(body);
+
+  delete state;
+  repairState = nullptr;
+  return KAV_OK;
+}

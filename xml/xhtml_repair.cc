@@ -1,0 +1,530 @@
+// Validating an imported document against the XHTML 1.0 Strict DTD one
+// element and one attribute at a time, and repairing what fails on the way.
+// The repairs are deliberately coarse (renaming, dropping, emptying); the
+// walk keeps their exact order, since each one changes what the next sees.
+#include <libxml/globals.h>
+#include <libxml/valid.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "fileutil/file_util.h"
+#include "platform/tool/kav_tool.h"
+#include "xml/repair_nodes.h"
+#include "xml/xhtml_name_lists.h"
+#include "xml/xml_base.h"
+#include "xml/xml_string.h"
+
+using kav_xml::AttrValue;
+using kav_xml::ClearContent;
+using kav_xml::FindAttr;
+using kav_xml::GetAttrValue;
+using kav_xml::IsAttrOf;
+using kav_xml::ListHasBare;
+using kav_xml::ListHasFramed;
+using kav_xml::Neutralise;
+using kav_xml::NodeName;
+using kav_xml::ReleaseAttributes;
+using kav_xml::RemoveAttr;
+using kav_xml::RenameNode;
+using kav_xml::XmlString;
+
+namespace {
+
+// Set by PrintError when it changed the attribute list of the element being
+// validated: the attribute pass then starts over at the first attribute.
+bool g_start_flag = false;
+
+// Validation results combine like a logical AND of "valid" (1).
+int Both(int a, int b) { return (a == 1 && b == 1) ? 1 : 0; }
+
+void SetProp(xmlNode* node, const char* name, const char* value) {
+  XmlString attrName(name);
+  XmlString attrValue(value);
+  xmlSetProp(node, attrName.get(), attrValue.get());
+}
+
+bool HasBlank(const std::string& text) {
+  return std::any_of(text.begin(), text.end(),
+                     [](char c) { return std::isblank(static_cast<unsigned char>(c)) != 0; });
+}
+
+int CountAttributes(const xmlNode* node) {
+  int count = 0;
+  for (const xmlAttr* attr = node->properties; attr != nullptr; attr = attr->next) ++count;
+  return count;
+}
+
+// An image that cannot be shown becomes its alternative text, marked blue.
+void ShowImageAsText(xmlNode* node, std::vector<xmlNode*>& pending) {
+  std::string alt;
+  bool hasAlt = GetAttrValue(node, "alt", &alt);
+  Neutralise(node);
+  ClearContent(node, pending);
+  // The alt text is plain text: an "&" in it is not the start of an entity.
+  if (hasAlt && !alt.empty()) {
+    XmlString text(alt.c_str());
+    xmlNodeAddContent(node, text.get());
+  }
+}
+
+// A local reference (src or href): the attribute keeps only the file name,
+// the directory part is remembered, and the decoded path is listed for
+// copying when the file exists beside the source document.
+bool RewriteLocalReference(xmlNode* node, const char* attrName, std::string& path,
+                           const std::string& baseDir, std::string& resourceDir,
+                           std::vector<std::string>& sources) {
+  std::string file;
+  std::string dir;
+  GetFileOrDirFromPath(path.c_str(), file, dir);
+  SetProp(node, attrName, file.c_str());
+  resourceDir = dir;
+  XMLBase::PercentEncoding(path);
+  if (KavIsFileExists((baseDir + "/" + path).c_str()) == 0) return false;
+  sources.push_back(path);
+  return true;
+}
+
+xmlAttribute* FindAttrDecl(xmlDoc* doc, const xmlChar* elemName, const xmlAttr* attr) {
+  xmlDtd* subsets[] = {doc->intSubset, doc->extSubset};
+  for (xmlDtd* subset : subsets) {
+    if (subset == nullptr) continue;
+    xmlAttribute* decl = attr->ns != nullptr
+                             ? xmlGetDtdQAttrDesc(subset, elemName, attr->name, attr->ns->prefix)
+                             : xmlGetDtdAttrDesc(subset, elemName, attr->name);
+    if (decl != nullptr) return decl;
+  }
+  return nullptr;
+}
+
+// Gives the attribute being validated its declared default, or else the
+// first value of its enumeration.
+void ResetAttributeValue(xmlNode* node, xmlAttr* attr) {
+  if (node == nullptr || node->name == nullptr || attr == nullptr || attr->name == nullptr) return;
+  // The pointer may be left over from an attribute freed since; only one
+  // that the element still carries is touched.
+  if (!IsAttrOf(node, attr) || node->doc == nullptr) return;
+  xmlDoc* doc = node->doc;
+  xmlAttribute* decl = nullptr;
+  if (node->ns != nullptr && node->ns->prefix != nullptr) {
+    xmlChar buffer[50];
+    xmlChar* qname = xmlBuildQName(node->name, node->ns->prefix, buffer, sizeof(buffer));
+    if (qname != nullptr) {
+      decl = FindAttrDecl(doc, qname, attr);
+      if (qname != buffer && qname != node->name) xmlFree(qname);
+    }
+  }
+  if (decl == nullptr) decl = FindAttrDecl(doc, node->name, attr);
+  if (decl == nullptr) return;
+  const xmlChar* value = decl->defaultValue;
+  if (value == nullptr && decl->tree != nullptr) value = decl->tree->name;
+  if (value == nullptr) return;
+  // Set on this very attribute (same name, same namespace): by its bare
+  // qualified name a prefixed attribute such as "xml:space" would get a
+  // second, namespaced twin instead.
+  xmlSetNsProp(node, attr->ns, attr->name, value);
+}
+
+// An invalid or undeclared child named name: dropped from a list
+// container, otherwise made a plain span.
+void RepairChild(xmlNode* node, const char* name, std::vector<xmlNode*>& pending) {
+  if (node == nullptr || name == nullptr) return;
+  xmlNode* child = node->children;
+  while (child != nullptr && !xmlStrEqual(child->name, BAD_CAST name)) child = child->next;
+  if (child == nullptr) return;
+  if (ListHasFramed(kav_xml::kListContainerNames, NodeName(node))) {
+    pending.push_back(child);
+  } else {
+    ReleaseAttributes(child);
+    RenameNode(child, "span");
+  }
+}
+
+void AddMissingAttribute(xmlNode* node, const char* str1, std::vector<xmlNode*>& pending) {
+  std::string name = NodeName(node);
+  if (name == "script") {
+    SetProp(node, "type", "text/javascript");
+  } else if (name == "style") {
+    SetProp(node, "type", "text/css");
+  } else if (name == "bdo") {
+    SetProp(node, "dir", "ltr");
+  } else if (name == "img" || name == "area") {
+    SetProp(node, "alt", " ");
+  } else if (str1 != nullptr && str1[0] != '\0') {
+    // libxml2 names the element here, not the attribute: the attribute made
+    // is undeclared and the attribute pass removes it again.
+    SetProp(node, str1, " ");
+  }
+  ClearContent(node, pending);
+}
+
+void ReleaseAttrName(xmlNode* node, const char* name) {
+  xmlAttr* attr = FindAttr(node, name);
+  if (attr == nullptr || attr->name == nullptr) return;
+  xmlDict* dict = node->doc != nullptr ? node->doc->dict : nullptr;
+  if (dict == nullptr || xmlDictOwns(dict, attr->name) == 0) {
+    xmlFree(const_cast<xmlChar*>(attr->name));
+  }
+  attr->name = nullptr;
+}
+
+// The walk may free attributes after they were registered as ID
+// references; the final check must only read attributes still in the tree.
+void RebuildRefTable(xmlDoc* doc, xmlDtd* dtd) {
+  if (doc->refs != nullptr) {
+    xmlFreeRefTable(static_cast<xmlRefTable*>(doc->refs));
+    doc->refs = nullptr;
+  }
+  xmlNode* top = xmlDocGetRootElement(doc);
+  xmlNode* node = top;
+  while (node != nullptr) {
+    if (node->type == XML_ELEMENT_NODE && node->name != nullptr) {
+      for (xmlAttr* attr = node->properties; attr != nullptr; attr = attr->next) {
+        if (attr->name == nullptr) continue;
+        xmlAttribute* decl = attr->ns != nullptr
+                                 ? xmlGetDtdQAttrDesc(dtd, node->name, attr->name, attr->ns->prefix)
+                                 : xmlGetDtdAttrDesc(dtd, node->name, attr->name);
+        if (decl == nullptr ||
+            (decl->atype != XML_ATTRIBUTE_IDREF && decl->atype != XML_ATTRIBUTE_IDREFS)) {
+          continue;
+        }
+        xmlChar* value = xmlNodeListGetString(doc, attr->children, 0);
+        if (value != nullptr) {
+          xmlAddRef(nullptr, doc, value, attr);
+          xmlFree(value);
+        }
+      }
+    }
+    if (node->children != nullptr && node->type == XML_ELEMENT_NODE) {
+      node = node->children;
+      continue;
+    }
+    while (node != top && node->next == nullptr && node->parent != nullptr) node = node->parent;
+    if (node == top || node->next == nullptr) break;
+    node = node->next;
+  }
+}
+
+// The attribute pass of one element. Every removal starts the pass over at
+// the first attribute, as does a repair made by PrintError (g_start_flag).
+int ValidateAttributes(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node, std::string& idList,
+                       std::vector<xmlNode*>& idOwners, xmlAttr*& currentAttr) {
+  const std::string element = NodeName(node);
+  int result = 1;
+  // Each restart follows a change that shrinks or settles the list; the
+  // budget only stops a repair that changed nothing from looping forever.
+  int restartsLeft = 16 + 4 * CountAttributes(node);
+  xmlAttr* attr = node->properties;
+  auto restart = [&]() { attr = --restartsLeft >= 0 ? node->properties : nullptr; };
+  auto removeAndRestart = [&]() {
+    xmlRemoveProp(attr);
+    restart();
+  };
+
+  while (attr != nullptr) {
+    if (attr->name == nullptr) {
+      attr = attr->next;
+      continue;
+    }
+    const std::string name(reinterpret_cast<const char*>(attr->name));
+    // The spellings "city" and "datatime" are this program's own.
+    if (element == "ins" && name != "city" && name != "datatime") {
+      removeAndRestart();
+      continue;
+    }
+    const std::string value = AttrValue(attr);
+
+    if (name == "lang") {
+      xmlRemoveProp(attr);
+      // Set by its plain name: a namespaced "lang" would come back to this
+      // rule. An existing xml:lang takes the value instead of getting a twin.
+      XmlString qname("xml:lang");
+      XmlString text(value.c_str());
+      xmlSetNsProp(node, nullptr, qname.get(), text.get());
+      restart();
+      continue;
+    }
+
+    if (name == "id" && !value.empty()) {
+      const std::string key = "#" + value + "|";
+      if (idList.find(key) != std::string::npos) {
+        // Only the first element to register an id keeps it.
+        if (std::find(idOwners.rbegin(), idOwners.rend(), node) == idOwners.rend()) {
+          removeAndRestart();
+          continue;
+        }
+      } else if (HasBlank(value)) {
+        removeAndRestart();
+        continue;
+      } else {
+        idList += key;
+        idOwners.push_back(node);
+      }
+    }
+
+    if (name == "name" && (element == "a" || element == "map")) {
+      // The element always has the name attribute at this point, so the
+      // id is never added; the guard is kept as it stands.
+      if (FindAttr(node, "name") == nullptr) SetProp(node, "id", value.c_str());
+      removeAndRestart();
+      continue;
+    }
+
+    // Empty attributes (but an empty alt) and event handlers go. The event
+    // list is matched as a substring, so fragments of its names go too.
+    if ((value.empty() || ListHasBare(kav_xml::kEventAttributeNames, name)) && name != "alt") {
+      removeAndRestart();
+      continue;
+    }
+
+    currentAttr = attr;
+    xmlChar* text = xmlNodeListGetString(doc, attr->children, 0);
+    int valid = xmlValidateOneAttribute(ctxt, doc, node, attr, text);
+    if (text != nullptr) xmlFree(text);
+    result = Both(result, valid);
+    if (g_start_flag) {
+      g_start_flag = false;
+      restart();
+      continue;
+    }
+    attr = attr->next;
+  }
+  g_start_flag = false;
+  return result;
+}
+
+}  // namespace
+
+void XMLBase::PrintError(void* ctx, const char* /*msg*/, ...) {
+  // libxml2 copies each error into the thread's last-error record before it
+  // calls the validity handler, so the record holds this error's code, its
+  // first string and its node; the formatted message is not needed.
+  auto* state = static_cast<TRepairState*>(ctx);
+  if (state == nullptr || state->lastError == nullptr) return;
+  const xmlError* error = state->lastError;
+  auto* node = static_cast<xmlNode*>(error->node);
+  if (node != nullptr && node->type != XML_ELEMENT_NODE) node = nullptr;
+  const char* str1 = error->str1;
+
+  switch (error->code) {
+    case XML_ERR_DOCUMENT_EMPTY:
+    case XML_DTD_ATTRIBUTE_DEFAULT:
+    case XML_DTD_ATTRIBUTE_VALUE:
+      ResetAttributeValue(node, state->currentAttr != nullptr ? *state->currentAttr : nullptr);
+      break;
+    case XML_DTD_INVALID_CHILD:
+    case XML_DTD_UNKNOWN_ELEM:
+      RepairChild(node, str1, state->pending);
+      break;
+    case XML_DTD_MISSING_ATTRIBUTE:
+      if (node == nullptr) break;
+      AddMissingAttribute(node, str1, state->pending);
+      g_start_flag = true;
+      break;
+    case XML_DTD_NO_PREFIX:
+      if (node != nullptr && str1 != nullptr) ReleaseAttrName(node, str1);
+      g_start_flag = true;
+      break;
+    case XML_DTD_NOT_EMPTY:
+      ClearContent(node, state->pending);
+      break;
+    case XML_DTD_UNKNOWN_ATTRIBUTE:
+      if (node != nullptr && str1 != nullptr) RemoveAttr(node, str1);
+      g_start_flag = true;
+      break;
+    default:
+      break;
+  }
+}
+
+void XMLBase::PrintWarning(void* /*ctx*/, xmlError* /*error*/) {}
+
+int XMLBase::xhtmlValidateDtd(xmlValidCtxt* ctxt, xmlDoc* doc, xmlDtd* dtd) {
+  if (dtd == nullptr || doc == nullptr || ctxt == nullptr) return 0;
+  xmlDtd* savedInternal = doc->intSubset;
+  xmlDtd* savedExternal = doc->extSubset;
+  doc->extSubset = dtd;
+  doc->intSubset = nullptr;
+
+  int result = 0;
+  if (xmlValidateRoot(ctxt, doc) == 1) {
+    if (doc->ids != nullptr) {
+      xmlFreeIDTable(static_cast<xmlIDTable*>(doc->ids));
+      doc->ids = nullptr;
+    }
+    if (doc->refs != nullptr) {
+      xmlFreeRefTable(static_cast<xmlRefTable*>(doc->refs));
+      doc->refs = nullptr;
+    }
+    int walked = xhtmlValidateElement(ctxt, doc, xmlDocGetRootElement(doc));
+    RebuildRefTable(doc, dtd);
+    result = Both(xmlValidateDocumentFinal(ctxt, doc), walked);
+  }
+  // Whatever it pointed at may be gone by now.
+  currentAttr = nullptr;
+
+  doc->intSubset = savedInternal;
+  doc->extSubset = savedExternal;
+  return result;
+}
+
+int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node) {
+  if (node == nullptr) return 0;
+  if (node->type == XML_ENTITY_REF_NODE || node->type == XML_XINCLUDE_START ||
+      node->type == XML_XINCLUDE_END) {
+    return 1;
+  }
+  // Without the record of a running clean-up nothing could be queued.
+  if (ctxt == nullptr || repairState == nullptr) return 0;
+  std::vector<xmlNode*>& pending = repairState->pending;
+  auto queue = [&pending](xmlNode* doomed) { pending.push_back(doomed); };
+
+  int result = 1;
+  const bool hasName = node->name != nullptr;
+  std::string name = NodeName(node);
+
+  // Head material found in the body, scripts, styles and comments go.
+  if (name == "body") inBody = 1;
+  if (inBody != 0 && hasName && ListHasFramed(kav_xml::kHeadOnlyNames, name)) {
+    queue(node);
+    return 1;
+  }
+  if (name == "script" || name == "style" || name == "comment" ||
+      node->type == XML_CDATA_SECTION_NODE) {
+    queue(node);
+    return 1;
+  }
+
+  // Unknown elements. The allowed names are matched as substrings, so a
+  // fragment of a listed name passes too; that leniency is intended.
+  if (hasName && !ListHasBare(kav_xml::kAllowedNames, name)) {
+    xmlNode* parent = node->parent;
+    if (ListHasFramed(kav_xml::kBlockNames, name)) {
+      ReleaseAttributes(node);
+      RenameNode(node, "div");
+      // The parent may now hold a div where it allows none.
+      if (parent != nullptr) result = xmlValidateOneElement(ctxt, doc, parent);
+    } else if (parent != nullptr && parent->name != nullptr &&
+               ListHasFramed(kav_xml::kListContainerNames, NodeName(parent))) {
+      queue(node);
+      return 1;
+    } else {
+      ReleaseAttributes(node);
+      RenameNode(node, "span");
+    }
+    name = NodeName(node);
+  }
+
+  if (name == "img") {
+    std::string src;
+    if (!GetAttrValue(node, "src", &src)) {
+      queue(node);
+      return result;
+    }
+    std::string::size_type dot = src.rfind('.');
+    if (dot != std::string::npos && !ListHasFramed(kav_xml::kImageExtensions, src.substr(dot))) {
+      queue(node);
+      return result;
+    }
+    if (src.find("http://") != std::string::npos) {
+      ShowImageAsText(node, pending);
+    } else if (!RewriteLocalReference(node, "src", src, baseDir, resourceDir, externSources)) {
+      ShowImageAsText(node, pending);
+    }
+  }
+
+  // Style sheets: only local ones that exist are kept and copied.
+  if (name == "link") {
+    std::string href;
+    if (!GetAttrValue(node, "href", &href) || href.find("http://") != std::string::npos) {
+      queue(node);
+      return result;
+    }
+    if (!RewriteLocalReference(node, "href", href, baseDir, resourceDir, externSources)) {
+      queue(node);
+      return result;
+    }
+  }
+
+  if (name == "table") {
+    // Compares the table's own name, never the child's, so it never fires;
+    // kept in this form on purpose.
+    for (xmlNode* child = node->children; child != nullptr; child = child->next) {
+      if (xmlStrEqual(node->name, BAD_CAST "span")) queue(child);
+    }
+  }
+
+  if (name == "blockquote") {
+    ReleaseAttributes(node);
+    RenameNode(node, "div");
+    name = "div";
+  }
+  if (name == "div") RemoveAttr(node, "style");
+
+  if (name == "a") {
+    std::string href;
+    if (node->properties == nullptr) {
+      RenameNode(node, "span");
+    } else if (GetAttrValue(node, "href", &href)) {
+      if (href.find("javascript:") != std::string::npos) Neutralise(node);
+      xmlNode* parent = node->parent;
+      if (parent != nullptr && parent->name != nullptr &&
+          ListHasFramed(kav_xml::kListContainerNames, NodeName(parent))) {
+        if (node->children == nullptr) {
+          queue(node);
+          return result;
+        }
+        // The empty name is intended: the link text stays, the element is
+        // no longer an anchor.
+        ReleaseAttributes(node);
+        RenameNode(node, "");
+      }
+      if (href.find('#') != std::string::npos) {
+        anchorLinks.push_back(node);  // resolved once every id is known
+      } else if (href.find("http://") != std::string::npos) {
+        // A remote file (its last segment has an extension) cannot be
+        // followed from inside a book; a remote site can.
+        std::string::size_type slash = href.rfind('/');
+        std::string last = slash == std::string::npos ? href : href.substr(slash + 1);
+        if (last.find('.') != std::string::npos) Neutralise(node);
+      } else if (!RewriteLocalReference(node, "href", href, baseDir, resourceDir, externSources)) {
+        Neutralise(node);
+      }
+    }
+  }
+
+  result = Both(result, xmlValidateOneElement(ctxt, doc, node));
+  if (!pending.empty() && pending.back() == node) return result;
+
+  if (node->type == XML_ELEMENT_NODE) {
+    result = Both(result, ValidateAttributes(ctxt, doc, node, idList, idOwners, currentAttr));
+    for (xmlNs* ns = node->nsDef; ns != nullptr; ns = ns->next) {
+      const xmlChar* prefix = node->ns != nullptr ? node->ns->prefix : nullptr;
+      result = Both(result, xmlValidateOneNamespace(ctxt, doc, node, prefix, ns, ns->href));
+    }
+  }
+
+  // The next sibling is read after each child is done with: a child's
+  // repairs may have emptied this node.
+  xmlNode* child = node->children;
+  while (child != nullptr) {
+    result = Both(result, xhtmlValidateElement(ctxt, doc, child));
+    child = child->next;
+  }
+  return result;
+}
+
+char* XMLBase::GetXhtmlExternSource() {
+  if (externSources.empty()) return nullptr;
+  const std::string& path = externSources.back();
+  char* copy = static_cast<char*>(std::malloc(path.size() + 1));
+  if (copy == nullptr) return nullptr;
+  std::memset(copy, 0, path.size() + 1);
+  std::memcpy(copy, path.data(), path.size());
+  externSources.pop_back();
+  return copy;
+}
