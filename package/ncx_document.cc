@@ -1,0 +1,87 @@
+// The navigation document (toc.ncx): one numbered navigation point a page.
+
+#include <cstdio>
+#include <string>
+
+#include "package/attr_chain.h"
+#include "package/document_text.h"
+#include "package/xml_file.h"
+#include "service/kav_result.h"
+#include "xml/xml_base.h"
+
+namespace {
+
+constexpr char kNcxNamespace[] = "http://www.daisy.org/z3986/2005/ncx/";
+
+}  // namespace
+
+int XMLFile::InitNcxFile(const char* title) {
+  navOrder = 1;
+  // A second initialisation replaces the document; the old one is freed.
+  delete ncxDoc;
+  ncxDoc = new XMLBase();
+  // The page initialisation on purpose: the file carries the pages' html
+  // document type, not an NCX one.
+  unsigned int result = ncxDoc->Init();
+  if (result != KAV_OK) return static_cast<int>(result);
+
+  AttrChain ncx;
+  ncx.Add("xmlns", kNcxNamespace).Add("version", "2005-1");
+  ncxDoc->AddXMLNode(nullptr, "ncx", ncx.head());
+  ncxDoc->AddXMLNode("ncx", "head", nullptr);
+
+  // The uid is read from the clock afresh, independently of the package
+  // document's identifier.
+  const std::string uid = TimeIdentifier();
+  const char* const kMeta[][2] = {
+      {"dtb:uid", uid.c_str()},
+      {"dtb:depth", "2"},
+      {"dtb:totalPageCount", "0"},
+      {"dtb:maxPageNumber", "0"},
+  };
+  for (const auto& meta : kMeta) {
+    AttrChain attrs;
+    attrs.Add("name", meta[0]).Add("content", meta[1]);
+    ncxDoc->AddXMLNode("head", "meta", attrs.head());
+  }
+
+  ncxDoc->AddXMLNode("ncx", "docTitle", nullptr);
+  ncxDoc->AddXMLNode("docTitle", "text", nullptr);
+  ncxDoc->AddTextToNode("text", EscapeAmpersands(title).c_str());
+  ncxDoc->AddXMLNode("ncx", "navMap", nullptr);
+  return KAV_OK;
+}
+
+int XMLFile::AddRecordToNcx(const char* src) {
+  // navOrder is only meaningful once the document exists.
+  if (ncxDoc == nullptr) return KAV_OK;
+
+  // Room for "c" and any int, so a large count cannot overrun the buffer.
+  char id[16] = {};
+  std::snprintf(id, sizeof(id), "c%d", navOrder);
+  char number[16] = {};
+  std::snprintf(number, sizeof(number), "%d", navOrder);
+
+  AttrChain point;
+  point.Add("id", id).Add("playOrder", number);
+  ncxDoc->AddXMLNode("navMap", "navPoint", point.head());
+
+  // The newest-match lookup puts these into the point just added, and the
+  // label into its own text element rather than the one of docTitle.
+  // Points carry no chapter titles: the label is the point's number.
+  ncxDoc->AddXMLNode("navPoint", "navLabel", nullptr);
+  ncxDoc->AddXMLNode("navLabel", "text", nullptr);
+  ncxDoc->AddTextToNode("text", number);
+
+  AttrChain content;
+  content.Add("src", src);
+  ncxDoc->AddXMLNode("navPoint", "content", content.head());
+
+  ++navOrder;
+  return KAV_OK;
+}
+
+int XMLFile::SaveNcxFile(const char* path) {
+  if (ncxDoc == nullptr) return KAV_ERR_NO_PAGE;
+  return static_cast<int>(ncxDoc->SaveFile(path));
+}
