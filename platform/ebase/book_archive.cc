@@ -1,0 +1,67 @@
+#include "platform/ebase/book_archive.h"
+
+#include <time.h>
+#include <zip.h>
+
+#include <memory>
+#include <optional>
+
+namespace kav_ebase {
+
+const char kMimetypeName[] = "mimetype";
+
+namespace {
+
+constexpr zip_uint32_t kDeflateLevel = 6;
+
+// The time written into every entry. Empty keeps each file's own
+// modification time; a fixed time here makes books reproducible byte for byte.
+std::optional<time_t> FixedEntryTime() { return std::nullopt; }
+
+// Adds bookDir/relative as entry `relative`. The file is read only when the
+// archive is closed.
+bool AddFile(zip_t* archive, const std::string& bookDir, const std::string& relative,
+             zip_int32_t method, zip_uint32_t level) {
+  const std::string path = bookDir + "/" + relative;
+  zip_source_t* source = zip_source_file_create(path.c_str(), 0, -1, nullptr);
+  if (source == nullptr) return false;
+  const zip_int64_t index = zip_file_add(archive, relative.c_str(), source, 0);
+  if (index < 0) {
+    zip_source_free(source);  // still ours when the add failed
+    return false;
+  }
+  const zip_uint64_t entry = static_cast<zip_uint64_t>(index);
+  if (zip_set_file_compression(archive, entry, method, level) != 0) return false;
+  const std::optional<time_t> fixedTime = FixedEntryTime();
+  return !fixedTime || zip_file_set_mtime(archive, entry, *fixedTime, 0) == 0;
+}
+
+bool AddAllFiles(zip_t* archive, const std::string& bookDir,
+                 const std::vector<std::string>& contentFiles) {
+  // Readers find the book type by the bytes "mimetypeapplication/epub+zip"
+  // at offset 30: the first entry, uncompressed, without extra fields.
+  // libzip gives a new entry none as long as its size is known up front,
+  // which a file source's is.
+  if (!AddFile(archive, bookDir, kMimetypeName, ZIP_CM_STORE, 0)) return false;
+  for (const std::string& relative : contentFiles) {
+    if (!AddFile(archive, bookDir, relative, ZIP_CM_DEFLATE, kDeflateLevel)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool WriteBookArchive(const std::string& bookDir, const std::vector<std::string>& contentFiles,
+                      const std::string& archivePath) {
+  // Discarded on every way out but a successful close, which frees it.
+  std::unique_ptr<zip_t, void (*)(zip_t*)> archive(
+      zip_open(archivePath.c_str(), ZIP_CREATE | ZIP_TRUNCATE, nullptr), zip_discard);
+  if (!archive || !AddAllFiles(archive.get(), bookDir, contentFiles)) return false;
+  // zip_close writes through a temporary file of its own, removed again when
+  // writing fails.
+  if (zip_close(archive.get()) != 0) return false;
+  archive.release();
+  return true;
+}
+
+}  // namespace kav_ebase
