@@ -1,0 +1,84 @@
+#ifndef KAV_EPUB_BUILDER_EPUB_BASE_H_
+#define KAV_EPUB_BUILDER_EPUB_BASE_H_
+
+#include <set>
+#include <string>
+
+#include "package/xml_file.h"
+#include "service/kav_export.h"
+#include "xml/xhtml1_strict_dtd.h"
+
+// The default style sheet: 22 fragments written in order, then the sentinel
+// "###", which ends the table and is never written.
+KAV_EXPORT extern const char* const kCssRes[23];
+
+// Builds one EPUB book in a working directory: root/epub_temp holds the book
+// directory "epub" (the part that is packed) and the DTD copy. Calling order:
+// Init once; pages (StartPage, lines, images, EndPage), image pages, HTML
+// imports and the cover in any order between pages; GenerateEpub; ClearData.
+// Owns its three XMLFile documents. One thread at a time.
+class KAV_EXPORT EpubBase {
+ public:
+  EpubBase();
+  ~EpubBase();  // releases the documents; the working files stay
+  EpubBase(const EpubBase&) = delete;
+  EpubBase& operator=(const EpubBase&) = delete;
+
+  // Releases the documents; safe to call more than once.
+  void Destory();
+
+  // Wipes and lays out root/epub_temp, writes the fixed files and starts the
+  // package and navigation documents. 402 when root does not exist.
+  int Init(const char* root, const char* title, const char* author);
+  int GenerateMimetypeFile();
+  int GenerateCSSFile();
+  // Deletes the working directory; 0, or -1 when it could not be deleted.
+  int ClearData();
+
+  // Text pages.
+  int StartPage();
+  int AddTextLineToPage(const char* line);
+  // Classifies one raw line: 1 when it begins a paragraph, 0 when it
+  // continues one, 407 for a null or empty line. out receives the line's
+  // cleaned text; the three counters carry the heuristics' state.
+  static int LineProc(const char* line, std::string& out, int& prevIndent, int& prevLineLen,
+                      int& maxLineLen);
+  int AddFormToPage(const char* text, FormOperator op);
+  int EndPage();
+
+  // Pictures.
+  int AddCoverImageToEpub(const char* imagePath);
+  int AddImageToEpub(const char* imagePath);
+  int AddImageToPage(const char* imagePath);
+
+  // HTML import.
+  int AddHTHLToEpub(const char* htmlPath);
+  int GenerateNewHtml(const char* srcPath, const char* destPath);
+  int AppendPropToCSS(const char* text);
+
+  // Saves the package and navigation documents and packs the book directory
+  // into outputPath.
+  int GenerateEpub(const char* outputPath);
+
+ private:
+  int ImportHtml(const char* srcPath, const char* destPath);
+
+  XMLFile* opfFile;
+  XMLFile* ncxFile;
+  std::string bookDir;
+  std::string cssPath;
+  std::string dtdPath;
+  std::string tempDir;
+  XMLFile* pageFile;
+  int pageNum;
+  int imageNum;
+  std::string paraText;
+  int prevIndent;
+  int prevLineLen;
+  int maxLineLen;
+  // Files imported, each with the name it was stored under, during the
+  // current top-level HTML import.
+  std::set<std::string> importedFiles;
+};
+
+#endif  // KAV_EPUB_BUILDER_EPUB_BASE_H_

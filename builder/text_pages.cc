@@ -1,0 +1,68 @@
+#include <string>
+
+#include "builder/book_paths.h"
+#include "builder/epub_base.h"
+#include "fileutil/file_util.h"
+#include "service/kav_result.h"
+
+int EpubBase::StartPage() {
+  ++pageNum;
+  // Pages are not nested. A page started again before EndPage was never
+  // going to be saved; release it rather than leak it.
+  delete pageFile;
+  pageFile = new XMLFile();
+  return pageFile->InitHTML(std::to_string(pageNum).c_str());
+}
+
+int EpubBase::AddTextLineToPage(const char* line) {
+  std::string text;
+  int r = LineProc(line, text, prevIndent, prevLineLen, maxLineLen);
+  if (r == 1) {
+    if (pageFile == nullptr) return KAV_ERR_NO_PAGE_FOR_TEXT;
+    // The gathered paragraph is written even when it is empty.
+    int written = pageFile->AddTextLineToHtml(paraText.c_str());
+    if (written != 0) return written;
+    paraText = text;
+    return KAV_OK;
+  }
+  if (r == 0) {
+    paraText += text;
+    return KAV_OK;
+  }
+  return r;
+}
+
+int EpubBase::AddFormToPage(const char* text, FormOperator op) {
+  if (pageFile == nullptr) return KAV_ERR_FAILED;
+  // The gathered paragraph is not flushed first: the table lands before it.
+  return pageFile->AddFormToHtml(text, op);
+}
+
+int EpubBase::EndPage() {
+  // Ending a page that was never started is a caller error; it is reported
+  // as "no page is open" rather than dereferencing nothing.
+  if (pageFile == nullptr) return KAV_ERR_NO_PAGE;
+  std::string name = kav_builder::PageFileName(pageNum);
+  std::string path = bookDir + "/OEBPS/" + name;
+
+  int r = pageFile->AddTextLineToHtml(paraText.c_str());
+  if (r != 0) return r;
+
+  CreateFile(path.c_str());
+  pageFile->SaveHtml(path.c_str());  // a failed save is not reported
+  delete pageFile;
+  pageFile = nullptr;
+
+  if (opfFile == nullptr || ncxFile == nullptr) return KAV_ERR_NO_PAGE;
+  r = opfFile->AddRecordToOpf(name.c_str());
+  if (r != 0) return r;
+  r = ncxFile->AddRecordToNcx(name.c_str());
+  if (r != 0) return r;
+
+  // Each page starts the paragraph heuristics afresh.
+  paraText.clear();
+  prevIndent = 0;
+  prevLineLen = 0;
+  maxLineLen = 0;
+  return KAV_OK;
+}

@@ -1,0 +1,54 @@
+#ifndef KAV_EPUB_TESTS_BUILDER_BOOK_TEST_H_
+#define KAV_EPUB_TESTS_BUILDER_BOOK_TEST_H_
+
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "builder/epub_base.h"
+#include "support/test_support.h"
+
+namespace buildertest {
+
+using Strings = std::vector<std::string>;
+
+// Every match of pattern in the file at path, its groups joined by "|".
+inline Strings Captures(const std::string& path, const std::string& pattern) {
+  Strings out;
+  std::string text = kavtest::ReadFile(path);
+  std::regex re(pattern);
+  for (std::sregex_iterator it(text.begin(), text.end(), re), end; it != end; ++it) {
+    out.push_back((*it)[1]);
+    for (size_t i = 2; i < it->size(); ++i) out.back() += "|" + (*it)[i].str();
+  }
+  return out;
+}
+
+// A builder initialised in a fresh root.
+class BookTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_CODE(0, book.Init(root.path().c_str(), "T", "A")); }
+  std::string Oebps(const std::string& name) { return root / "epub_temp/epub/OEBPS/" + name; }
+  std::string File(const std::string& relative, const std::string& bytes = "img") {
+    kavtest::MakeDirs((root / relative).substr(0, (root / relative).rfind('/')));
+    kavtest::WriteFile(root / relative, bytes);
+    return root / relative;
+  }
+  // Saves content.opf and toc.ncx and packs the book.
+  void Save() { ASSERT_CODE(0, book.GenerateEpub((root / "book.epub").c_str())); }
+  // "href|media-type" of each manifest item, in order.
+  Strings Manifest() {
+    return Captures(Oebps("content.opf"), "href=\"([^\"]*)\" media-type=\"([^\"]*)\"");
+  }
+  Strings Nav() { return Captures(Oebps("toc.ncx"), "<content src=\"([^\"]*)\""); }
+  Strings Paragraphs(const std::string& page) {
+    return Captures(Oebps(page), "<p class=\"text\"(?:/>|>([^<]*)</p>)");
+  }
+
+  kavtest::TempDir root;
+  EpubBase book;
+};
+
+}  // namespace buildertest
+
+#endif  // KAV_EPUB_TESTS_BUILDER_BOOK_TEST_H_
