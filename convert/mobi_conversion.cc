@@ -1,0 +1,125 @@
+#include <stdlib.h>
+
+#include <string>
+
+#include "builder/epub_base.h"
+#include "convert/epub_management.h"
+#include "convert/progress_report.h"
+#include "platform/mobi/kav_mobi.h"
+#include "platform/tool/kav_tool.h"
+#include "service/kav_result.h"
+
+using kav_convert::IsCancel;
+using kav_convert::ReportProgress;
+
+namespace {
+
+constexpr int kProgressTotal = 10;
+constexpr int kOpened = 1;
+constexpr int kExtracted = 6;
+constexpr int kBuilderReady = 7;
+constexpr int kReaderReleased = 8;
+constexpr int kImported = 9;
+constexpr int kWritten = 10;
+
+// Imported paragraphs become blocks without margins, their first line
+// indented; the spaces at the line ends and starts are part of the text.
+constexpr char kParagraphRule[] =
+    "p { display: block; \n"
+    " margin-bottom: 0; \n"
+    "margin-left: 0; \n"
+    "margin-right: 0; \n"
+    "margin-top: 0; \n"
+    "text-indent: 1em }";
+
+// Owns one reader record: closes and frees it exactly once, either when
+// Release is called or when the conversion returns before that.
+class MobiReader {
+ public:
+  explicit MobiReader(TMobiService* service) : service_(service) {}
+  ~MobiReader() { Release(); }
+  MobiReader(const MobiReader&) = delete;
+  MobiReader& operator=(const MobiReader&) = delete;
+
+  TMobiService* operator->() const { return service_; }
+  void* handle() const { return service_->handle; }
+
+  void Release() {
+    if (service_ == nullptr) return;
+    service_->Close(service_->handle);
+    FreeMobiService(service_);
+    service_ = nullptr;
+  }
+
+ private:
+  TMobiService* service_;
+};
+
+std::string TakeString(char* text) {
+  std::string copy = text != nullptr ? text : "";
+  free(text);
+  return copy;
+}
+
+}  // namespace
+
+int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* user,
+                              ProgressCallback progress) {
+  char* outputDir = KavGetRunDirectory(epubPath);
+  int outputDirExists = KavIsFileOrDirExists(outputDir);
+  free(outputDir);
+  if (outputDirExists == 0) return KAV_ERR_NO_OUTPUT_DIR;
+
+  // Converting without Init would have no builder to feed.
+  if (epub == nullptr) return KAV_ERR_NO_BUILDER;
+
+  TMobiService* service = CreateMobiService();
+  // The reader library could not even allocate its record.
+  if (service == nullptr) return KAV_ERR_FAILED;
+  MobiReader reader(service);
+
+  int result = reader->Open(reader.handle(), mobiPath);
+  if (result != KAV_OK) return result;
+  if (IsCancel(ReportProgress(progress, user, kOpened, kProgressTotal))) return KAV_OK;
+
+  KavMkdir(processTmpDir.c_str());  // a failure shows up as ExtractHtml's
+  const std::string htmlPath = processTmpDir + "/tmp.html";
+  result = reader->ExtractHtml(reader.handle(), htmlPath.c_str());
+  if (result != KAV_OK) return result;
+  if (IsCancel(ReportProgress(progress, user, kExtracted, kProgressTotal))) return KAV_OK;
+
+  // A null title or author is handed on as null, not as "".
+  char* bookTitle = reader->GetTitle(reader.handle());
+  char* bookAuthor = reader->GetAuthor(reader.handle());
+  result = epub->Init(workDir.c_str(), bookTitle, bookAuthor);
+  free(bookTitle);
+  free(bookAuthor);
+  if (result != KAV_OK) return result;
+  if (IsCancel(ReportProgress(progress, user, kBuilderReady, kProgressTotal))) return KAV_OK;
+
+  std::string coverPath;
+  char* coverName = reader->GetCoverImage(reader.handle());
+  if (coverName != nullptr) coverPath = processTmpDir + "/" + TakeString(coverName);
+  // A book without a cover, or whose cover file is missing, goes on without.
+  result = KAV_OK;
+  if (KavIsFileExists(coverPath.c_str()) != 0) {
+    result = epub->AddCoverImageToEpub(coverPath.c_str());
+  }
+
+  // Everything the reader had to give is on disk now.
+  reader.Release();
+  if (result != KAV_OK) return result;
+  if (IsCancel(ReportProgress(progress, user, kReaderReleased, kProgressTotal))) return KAV_OK;
+
+  result = epub->AddHTHLToEpub(htmlPath.c_str());
+  if (result != KAV_OK) return result;
+  if (IsCancel(ReportProgress(progress, user, kImported, kProgressTotal))) return KAV_OK;
+
+  epub->AppendPropToCSS(kParagraphRule);  // a missing rule only changes the look
+  result = epub->GenerateEpub(epubPath);
+  if (result != KAV_OK) return result;
+
+  // The last report cannot cancel: the book is already written.
+  ReportProgress(progress, user, kWritten, kProgressTotal);
+  return KAV_OK;
+}

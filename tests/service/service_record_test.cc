@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <functional>
+
+#include "service/kav_epub.h"
+#include "service/kav_result.h"
+#include "support/test_support.h"
+
+namespace {
+
+class ServiceRecordTest : public ::testing::Test {
+ protected:
+  ServiceRecordTest() { kavtest::WriteFile(html, "<html><body><p>Hi.</p></body></html>"); }
+  ~ServiceRecordTest() override { FreeEpubService(s); }
+
+  TEpubService* s = CreateEpubService();
+  kavtest::TempDir tmp;
+  std::string html = tmp / "page.html", work = tmp / "epub_temp";
+};
+
+TEST_F(ServiceRecordTest, PerBookEntriesCheckTheirHandleAndArguments) {
+  const std::function<int(const TEpubData*)> entries[] = {
+      [&](const TEpubData* d) { return s->StartPage(d); },
+      [&](const TEpubData* d) { return s->EndPage(d); },
+      [&](const TEpubData* d) { return s->AddTextLineToPage(d, "x\n"); },
+      [&](const TEpubData* d) { return s->AddImageToPage(d, "/none.png"); },
+      [&](const TEpubData* d) { return s->AddImageToEpub(d, "/none.png"); },
+      [&](const TEpubData* d) { return s->GenerateEpub(d, ""); },
+  };
+  for (const auto& entry : entries) {
+    EXPECT_CODE(KAV_ERR_NO_BUILDER, entry(s->data));
+    EXPECT_CODE(KAV_ERR_NO_BUILDER, entry(nullptr));
+  }
+  EXPECT_CODE(KAV_ERR_ARGUMENT, s->AddHtmlToEpub(s->data, html.c_str()));
+  EXPECT_CODE(KAV_ERR_ARGUMENT, s->AddHtmlToEpub(nullptr, html.c_str()));
+  s->ClearUp(s->data);
+  s->ClearUp(nullptr);
+
+  ASSERT_CODE(KAV_OK, s->InitEpub(s->data, tmp.path().c_str(), "T", "A"));
+  EXPECT_CODE(KAV_ERR_ARGUMENT, s->AddHtmlToEpub(s->data, "/none.html"));  // path first
+  EXPECT_CODE(KAV_ERR_MISSING, s->AddImageToEpub(s->data, "/none.png"));   // the builder's code
+  EXPECT_CODE(KAV_OK, s->AddHtmlToEpub(s->data, html.c_str()));
+  EXPECT_CODE(KAV_OK, s->GenerateEpub(s->data, (tmp / "b.epub").c_str()));
+  s->ClearUp(s->data);
+  EXPECT_FALSE(kavtest::Exists(work));
+  EXPECT_CODE(KAV_ERR_NO_BUILDER, s->StartPage(s->data));
+}
+
+TEST_F(ServiceRecordTest, FreeingAnActiveRecordRemovesItsWorkspace) {
+  EXPECT_CODE(KAV_ERR_MISSING, s->InitEpub(s->data, (tmp / "none").c_str(), "T", "A"));
+  EXPECT_CODE(KAV_ERR_ARGUMENT, s->GenerateEpub(s->data, ""));  // the builder stayed in the cell
+  s->ClearUp(s->data);
+  ASSERT_CODE(KAV_OK, s->InitEpub(s->data, tmp.path().c_str(), "T", "A"));
+  ASSERT_TRUE(kavtest::IsDir(work));
+  FreeEpubService(s);
+  s = nullptr;
+  EXPECT_FALSE(kavtest::Exists(work));
+}
+
+TEST_F(ServiceRecordTest, Txt2EpubChecksPathsThenConvertsAndCleansUp) {
+  const std::string txt = tmp / "a.txt", epub = tmp / "b.epub", none = tmp / "none";
+  const char *t = txt.c_str(), *e = epub.c_str(), *w = tmp.path().c_str();
+  kavtest::WriteFile(txt, "One line.\n");
+  const char* bad[][3] = {{nullptr, e, w}, {"", e, w},           {t, nullptr, w},
+                          {t, "", w},      {t, e, none.c_str()}, {t, e, nullptr}};
+  for (const auto& args : bad) {
+    EXPECT_CODE(KAV_ERR_ARGUMENT, s->Txt2Epub(args[0], args[1], args[2], "", "", nullptr, nullptr));
+  }
+  EXPECT_EQ((std::vector<std::string>{"a.txt", "page.html"}), kavtest::ListFiles(w));
+
+  kavtest::MakeDirs(tmp / "process_tmp");
+  ASSERT_CODE(KAV_OK, s->Txt2Epub(t, e, w, "Zanzibar", "Quixote", nullptr, nullptr));
+  EXPECT_EQ((std::vector<std::string>{"a.txt", "b.epub", "page.html"}), kavtest::ListFiles(w));
+  EXPECT_FALSE(kavtest::Exists(tmp / "process_tmp"));
+  for (const auto& entry : kavtest::ReadZip(epub)) {
+    EXPECT_EQ(std::string::npos, entry.data.find("Zanzibar")) << entry.name;
+    EXPECT_EQ(std::string::npos, entry.data.find("Quixote")) << entry.name;
+  }
+}
+
+TEST(GetEpubCopyright, HandsOutAFreshOneLineCopyEachTime) {
+  char* first = GetEpubCopyright();
+  char* second = GetEpubCopyright();
+  ASSERT_NE(nullptr, first);
+  EXPECT_NE(first, second);
+  EXPECT_STREQ(first, second);
+  EXPECT_EQ(nullptr, strchr(first, '\n'));
+  free(first);
+  free(second);
+}
+
+}  // namespace
