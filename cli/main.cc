@@ -1,1 +1,91 @@
-int main() { return 0; }
+// kav-epub: makes EPUB books from text, HTML and MOBI files.
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "cli/commands.h"
+#include "cli/options.h"
+#include "cli/progress_bar.h"
+#include "service/kav_epub.h"
+
+namespace {
+
+struct Command {
+  const char* name;
+  int (*run)(const kavcli::Options&);
+  std::vector<std::string> valueOptions;
+  const char* usage;
+};
+
+const std::vector<Command>& Commands() {
+  static const std::vector<Command> commands = {
+      {"txt", kavcli::RunTxt, {"title", "author"},
+       "txt INPUT.txt OUTPUT.epub [--title T] [--author A]\n"
+       "      a UTF-8 plain-text file, sixty lines a page"},
+      {"html", kavcli::RunHtml, {"title", "author", "cover"},
+       "html INDEX.html [MORE.html ...] OUTPUT.epub [--title T] [--author A] [--cover IMAGE]\n"
+       "      HTML pages with the pages, pictures and style sheets they link to"},
+      {"mobi", kavcli::RunMobi, {},
+       "mobi INPUT.mobi OUTPUT.epub\n"
+       "      a MOBI 6, KF8 (AZW3) or joint MOBI book"},
+  };
+  return commands;
+}
+
+void PrintHelp(FILE* out) {
+  fprintf(out, "usage: kav-epub COMMAND ARGUMENTS [--quiet]\n\ncommands:\n");
+  for (const Command& command : Commands()) fprintf(out, "  %s\n", command.usage);
+  fprintf(out,
+          "\n  --quiet, -q   no progress bar (it is drawn only on a terminal anyway)\n"
+          "  --help        this text\n"
+          "  --version     the version and notice\n"
+          "\nExit status: 0 when the book was written, 1 when the conversion failed,\n"
+          "2 for a wrong command line, 130 when interrupted.\n");
+}
+
+void PrintVersion() {
+  char* notice = GetEpubCopyright();
+  printf("kav-epub 1.0.0\n%s\n", notice != nullptr ? notice : "");
+  free(notice);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 2) {
+    PrintHelp(stderr);
+    return kavcli::kExitUsage;
+  }
+  const char* name = argv[1];
+  if (strcmp(name, "--help") == 0 || strcmp(name, "-h") == 0 || strcmp(name, "help") == 0) {
+    PrintHelp(stdout);
+    return kavcli::kExitOk;
+  }
+  if (strcmp(name, "--version") == 0) {
+    PrintVersion();
+    return kavcli::kExitOk;
+  }
+  for (const Command& command : Commands()) {
+    if (strcmp(name, command.name) != 0) continue;
+    for (int i = 2; i < argc; ++i) {
+      if (strcmp(argv[i], "--help") == 0 || strcmp(argv[i], "-h") == 0) {
+        printf("usage: kav-epub %s\n", command.usage);
+        return kavcli::kExitOk;
+      }
+    }
+    kavcli::Options options;
+    std::string error;
+    if (!kavcli::ParseOptions(argc, argv, 2, command.valueOptions, &options, &error)) {
+      fprintf(stderr, "kav-epub %s: %s\nusage: kav-epub %s\n", name, error.c_str(), command.usage);
+      return kavcli::kExitUsage;
+    }
+    kavcli::InstallInterruptHandlers();
+    return command.run(options);
+  }
+  fprintf(stderr, "kav-epub: unknown command '%s'\n\n", name);
+  PrintHelp(stderr);
+  return kavcli::kExitUsage;
+}

@@ -1,0 +1,99 @@
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "cli/commands.h"
+#include "cli/work_dir.h"
+#include "convert/epub_management.h"
+#include "platform/tool/kav_tool.h"
+#include "service/kav_epub.h"
+#include "service/kav_result.h"
+
+namespace kavcli {
+
+namespace {
+
+constexpr int kLinesPerPage = 60;
+
+bool OutputDirExists(const char* output) {
+  char* dir = KavGetRunDirectory(output);
+  bool exists = KavIsFileOrDirExists(dir) != 0;
+  free(dir);
+  return exists;
+}
+
+// The library's text conversion leaves title and author empty, so a named
+// book is built through the page-by-page entries, in the same order and with
+// the same pages and progress as the one-call conversion.
+int BuildNamedTextBook(TEpubService* service, const char* input, const char* output,
+                       const char* workDir, const char* title, const char* author,
+                       ProgressBar* bar) {
+  if (!OutputDirExists(output)) return KAV_ERR_NO_OUTPUT_DIR;
+  int code = service->InitEpub(service->data, workDir, title, author);
+  if (code != 0) return code;
+  FILE* text = fopen(input, "r");
+  if (text == nullptr) return KAV_ERR_OPEN;
+  int total = GetPageNumForTXT(input) + 1;
+  code = service->StartPage(service->data);
+  int page = 0;
+  int onPage = 0;
+  bool cancelled = false;
+  if (code == 0 && total > 1) {
+    page = 1;
+    cancelled = ProgressBar::Report(bar, page, total) == KAV_PROGRESS_CANCEL;
+  }
+  char line[256];
+  while (code == 0 && !cancelled && !feof(text)) {
+    memset(line, 0, sizeof line);
+    if (fgets(line, 255, text) == nullptr) continue;
+    if (onPage >= kLinesPerPage) {
+      if ((code = service->EndPage(service->data)) != 0) break;
+      if ((code = service->StartPage(service->data)) != 0) break;
+      onPage = 0;
+      cancelled = ProgressBar::Report(bar, ++page, total) == KAV_PROGRESS_CANCEL;
+      if (cancelled) break;
+    }
+    ++onPage;
+    code = service->AddTextLineToPage(service->data, line);
+  }
+  fclose(text);
+  // A cancel is reported as success, as the library's own conversion does.
+  if (cancelled) return 0;
+  if (code != 0) return code;
+  if ((code = service->EndPage(service->data)) != 0) return code;
+  if ((code = service->GenerateEpub(service->data, output)) != 0) return code;
+  ProgressBar::Report(bar, page + 1, total);
+  return 0;
+}
+
+}  // namespace
+
+int RunTxt(const Options& options) {
+  if (options.positional.size() != 2) {
+    fprintf(stderr,
+            "usage: kav-epub txt INPUT.txt OUTPUT.epub [--title T] [--author A] [--quiet]\n");
+    return kExitUsage;
+  }
+  const char* input = options.positional[0].c_str();
+  const char* output = options.positional[1].c_str();
+  WorkDir work;
+  TEpubService* service = CreateEpubService();
+  if (!work.ok() || service == nullptr) {
+    fprintf(stderr, "kav-epub: cannot make a working directory\n");
+    if (service != nullptr) FreeEpubService(service);
+    return kExitFailed;
+  }
+  ProgressBar bar("txt", options.quiet);
+  int code;
+  if (options.Has("title") || options.Has("author")) {
+    code = BuildNamedTextBook(service, input, output, work.path(), options.Get("title", ""),
+                              options.Get("author", ""), &bar);
+  } else {
+    code = service->Txt2Epub(input, output, work.path(), "", "", &bar, ProgressBar::Report);
+  }
+  // Releasing the record also removes an active book's working files.
+  FreeEpubService(service);
+  return Conclude(code, &bar, output);
+}
+
+}  // namespace kavcli
