@@ -4,6 +4,17 @@
 // libKav_Mobi: the MOBI reader. Every operation takes the record's handle
 // first. Strings it returns are malloc'ed; the caller frees them.
 
+// Result codes of the reader (0 is success).
+#define KAV_MOBI_ERR_ARGUMENT 620   // a path argument is null or empty
+#define KAV_MOBI_ERR_NOT_FOUND 621  // no readable regular file at the book's path
+#define KAV_MOBI_ERR_NOT_MOBI 622   // the file is not a MOBI book, or of a kind not supported
+#define KAV_MOBI_ERR_DAMAGED 623    // the book is truncated or its records are damaged
+#define KAV_MOBI_ERR_ENCRYPTED 624  // the book is protected by DRM (reported by Open)
+#define KAV_MOBI_ERR_WRITE 625      // an output file could not be written
+#define KAV_MOBI_ERR_NOT_OPEN 626   // no book is open
+#define KAV_MOBI_ERR_NO_MEMORY 627  // out of memory
+#define KAV_MOBI_ERR_NO_TEXT 628    // the book holds no HTML text
+
 #ifdef __cplusplus
 extern "C" {
 #endif
