@@ -114,6 +114,9 @@ void WrapLooseContent(xmlNode* body) {
 int XMLBase::HtmlProcess(const char* htmlPath, const char* baseDir, const char* title,
                          const char* dtdPath) {
   if (doc == nullptr) return KAV_ERR_NO_DOCUMENT;
+  // The clean-up edits the tree directly: no earlier search answer holds.
+  ForgetSearches();
+  lastFound = nullptr;
   ErrorRouting routing;
 
   resourceDir = "";

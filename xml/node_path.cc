@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "platform/tool/kav_tool.h"
 #include "xml/xml_base.h"
@@ -45,6 +46,32 @@ xmlNode* FirstChild(const xmlNode* node) {
 
 xmlNode* LastChild(const xmlNode* node) {
   return node->type == XML_ENTITY_REF_NODE ? nullptr : node->last;
+}
+
+// The segments of a path, cut one after another by the separator rule.
+std::vector<std::string> Segments(std::string path) {
+  std::vector<std::string> segments;
+  while (true) {
+    PathSplit split = SplitPath(path);
+    segments.push_back(split.head);
+    if (!split.hasRest) return segments;
+    path = split.rest;
+  }
+}
+
+// The full search of FindLastNode over pre-cut segments: a node is tested
+// before its descendants, children newest first. A trailing empty segment
+// (a path ending in a separator) matches nothing.
+xmlNode* SearchNewestFirst(xmlNode* start, const std::vector<std::string>& segments, size_t at) {
+  const bool last = at + 1 == segments.size();
+  if (last && segments[at].empty()) return nullptr;
+  const size_t next = NameIs(start, BAD_CAST segments[at].c_str()) ? at + 1 : at;
+  if (next == segments.size()) return start;
+  for (xmlNode* child = LastChild(start); child != nullptr; child = child->prev) {
+    xmlNode* found = SearchNewestFirst(child, segments, next);
+    if (found != nullptr) return found;
+  }
+  return nullptr;
 }
 
 }  // namespace
@@ -134,20 +161,28 @@ xmlNode* XMLBase::FindLastNode(xmlNode* start, const char* path) {
 
   // Full search: a node before its descendants, newest child first.
   lastFound = nullptr;
-  if (NameIs(start, head.get())) {
-    if (!split.hasRest) {
-      lastFound = start;
-      return start;
+  const bool remembered = start == root && !split.hasRest;
+  if (remembered) {
+    auto known = rootSearches.find(split.head);
+    if (known != rootSearches.end()) {
+      lastFound = known->second;
+      return lastFound;
     }
-    for (xmlNode* child = LastChild(start); child != nullptr; child = child->prev) {
-      xmlNode* found = FindLastNode(child, split.rest.c_str());
-      if (found != nullptr) return found;
+  }
+  const std::vector<std::string> segments = Segments(path);
+  xmlNode* found = SearchNewestFirst(start, segments, 0);
+  lastFound = found;
+  if (remembered) rootSearches[split.head] = found;
+  return found;
+}
+
+void XMLBase::ForgetSearches() { rootSearches.clear(); }
+
+void XMLBase::ForgetFoundBelow(const xmlNode* node) {
+  for (const xmlNode* up = lastFound; up != nullptr; up = up->parent) {
+    if (up->parent == node) {
+      lastFound = nullptr;
+      return;
     }
-    return nullptr;
   }
-  for (xmlNode* child = LastChild(start); child != nullptr; child = child->prev) {
-    xmlNode* found = FindLastNode(child, path);
-    if (found != nullptr) return found;
-  }
-  return nullptr;
 }

@@ -345,6 +345,9 @@ void XMLBase::PrintWarning(void* /*ctx*/, xmlError* /*error*/) {}
 
 int XMLBase::xhtmlValidateDtd(xmlValidCtxt* ctxt, xmlDoc* doc, xmlDtd* dtd) {
   if (dtd == nullptr || doc == nullptr || ctxt == nullptr) return 0;
+  // The repairs edit the tree directly: no earlier search answer holds.
+  ForgetSearches();
+  lastFound = nullptr;
   xmlDtd* savedInternal = doc->intSubset;
   xmlDtd* savedExternal = doc->extSubset;
   doc->extSubset = dtd;

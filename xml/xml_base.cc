@@ -67,6 +67,7 @@ void ReleaseFormerDocument(xmlDoc*& doc, xmlNode*& root, xmlNode*& lastFound) {
 
 unsigned int XMLBase::Init() {
   ReleaseFormerDocument(doc, root, lastFound);
+  ForgetSearches();
   kav_xml::XmlString version("1.0");
   doc = xmlNewDoc(version.get());
   if (doc == nullptr) return KAV_ERR_XML_CREATE;
@@ -79,6 +80,7 @@ unsigned int XMLBase::Init() {
 
 unsigned int XMLBase::InitForOpf() {
   ReleaseFormerDocument(doc, root, lastFound);
+  ForgetSearches();
   kav_xml::XmlString version("1.0");
   doc = xmlNewDoc(version.get());
   if (doc == nullptr) return KAV_ERR_XML_CREATE;
@@ -105,6 +107,7 @@ unsigned int XMLBase::AddXMLNode(const char* parentPath, const char* name, XMLAt
     if (parent == nullptr) return KAV_ERR_NO_ELEMENT;
     element = xmlNewNode(nullptr, elementName.get());
     xmlAddChild(parent, element);
+    rootSearches.erase(name);
   } else {
     // Without a document the new root could never be attached, and nothing
     // would free it.
@@ -114,6 +117,7 @@ unsigned int XMLBase::AddXMLNode(const char* parentPath, const char* name, XMLAt
     // A second root replaces the first, which is freed here; the node found
     // last may lie in it, so path searches start afresh.
     lastFound = nullptr;
+    ForgetSearches();
     xmlNode* former = xmlDocSetRootElement(doc, root);
     if (former != nullptr) xmlFreeNode(former);
     element = root;
@@ -134,6 +138,9 @@ unsigned int XMLBase::AddTextToNode(const char* path, const char* text) {
   kav_xml::XmlString content(text);
   // libxml2 reports malformed character references in the text on stderr.
   kav_xml::QuietLibxml quiet;
+  // The former children go, and with them any answer that lies among them.
+  ForgetFoundBelow(node);
+  ForgetSearches();
   xmlNodeSetContent(node, content.get());
   return KAV_OK;
 }
@@ -213,6 +220,7 @@ xmlNode* XMLBase::GenerateHeadNode(const char* title) {
 
 unsigned int XMLBase::DelCommentNode(xmlNode* first) {
   if (first == nullptr) return KAV_ERR_NO_ELEMENT;
+  ForgetSearches();
   xmlNode* next = nullptr;
   for (xmlNode* node = first; node != nullptr; node = next) {
     next = node->next;
@@ -240,6 +248,7 @@ unsigned int XMLBase::DelCommentNode(xmlNode* first) {
 
 unsigned int XMLBase::DelNode(xmlNode* node) {
   if (node == nullptr) return KAV_OK;
+  ForgetSearches();
   // The node found last must not outlive the subtree it belongs to.
   for (xmlNode* up = lastFound; up != nullptr; up = up->parent) {
     if (up == node) {

@@ -6,6 +6,7 @@
 #include <libxml/xmlerror.h>
 #include <libxml/xpath.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -22,15 +23,14 @@ struct XMLAttrInfo {
 
 // Copies name and value into info, cutting each to 255 bytes, and links it
 // to next. Returns info. Internal to the library.
-XMLAttrInfo* SetAttrInfo(XMLAttrInfo* info, const char* name, const char* value,
-                         XMLAttrInfo* next);
+XMLAttrInfo* SetAttrInfo(XMLAttrInfo* info, const char* name, const char* value, XMLAttrInfo* next);
 
 // The record of one running HTML clean-up, handed to libxml2's validity
 // handlers as their user data.
 struct TRepairState {
-  xmlError* lastError;               // libxml2's last-error record
-  xmlAttr** currentAttr;             // the attribute being validated
-  std::vector<xmlNode*> pending;     // nodes to delete after the walk
+  xmlError* lastError;            // libxml2's last-error record
+  xmlAttr** currentAttr;          // the attribute being validated
+  std::vector<xmlNode*> pending;  // nodes to delete after the walk
 };
 
 // One libxml2 document and the operations every document of a book is
@@ -119,6 +119,17 @@ class KAV_EXPORT XMLBase {
   int inBody;
   std::vector<xmlNode*> idOwners;
   xmlNode* lastFound;
+
+ private:
+  // Forgets remembered searches; called whenever nodes may have gone.
+  void ForgetSearches();
+  // Forgets lastFound when it lies below node (whose children are going).
+  void ForgetFoundBelow(const xmlNode* node);
+
+  // Answers of full searches for one element name from the root. An answer
+  // stays right until an element of that name is added or nodes are removed,
+  // so a book of many pages does not search its whole spine per record.
+  std::map<std::string, xmlNode*> rootSearches;
 };
 
 #endif  // KAV_EPUB_XML_XML_BASE_H_
