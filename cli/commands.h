@@ -1,16 +1,19 @@
 #ifndef KAV_EPUB_CLI_COMMANDS_H_
 #define KAV_EPUB_CLI_COMMANDS_H_
 
+#include <functional>
+
 #include "cli/options.h"
 #include "cli/progress_bar.h"
+#include "service/kav_epub.h"
 
 namespace kavcli {
 
 // Exit statuses of kav-epub.
 enum ExitStatus {
   kExitOk = 0,
-  kExitFailed = 1,       // the conversion reported a result code
-  kExitUsage = 2,        // the command line was wrong
+  kExitFailed = 1,  // the conversion reported a result code
+  kExitUsage = 2,   // the command line was wrong
   kExitInterrupted = 130,
 };
 
@@ -19,10 +22,13 @@ int RunTxt(const Options& options);
 int RunHtml(const Options& options);
 int RunMobi(const Options& options);
 
-// Turns a conversion's outcome into a message on standard error and an exit
-// status: success, an interrupt (the library reports a cancel as 0), or the
-// code's message.
-int Conclude(int code, ProgressBar* bar, const char* outputPath);
+// Runs one conversion with a fresh service record and a private working
+// directory, both released afterwards (which also removes an active book's
+// working files), and turns its result code into a message on standard
+// error and an exit status. convert gets the record, the working directory
+// and the progress bar, and returns the library's result code.
+using Conversion = std::function<int(TEpubService* service, const char* workDir, ProgressBar* bar)>;
+int RunConversion(const char* label, bool quiet, const char* outputPath, const Conversion& convert);
 
 }  // namespace kavcli
 

@@ -3,7 +3,6 @@
 
 #include "builder/epub_base.h"
 #include "cli/commands.h"
-#include "cli/work_dir.h"
 #include "service/kav_epub.h"
 
 namespace kavcli {
@@ -52,17 +51,10 @@ int RunHtml(const Options& options) {
     return kExitUsage;
   }
   const char* output = options.positional.back().c_str();
-  WorkDir work;
-  TEpubService* service = CreateEpubService();
-  if (!work.ok() || service == nullptr) {
-    fprintf(stderr, "kav-epub: cannot make a working directory\n");
-    if (service != nullptr) FreeEpubService(service);
-    return kExitFailed;
-  }
-  ProgressBar bar("html", options.quiet);
-  int code = BuildHtmlBook(service, options, output, work.path(), &bar);
-  FreeEpubService(service);
-  return Conclude(code, &bar, output);
+  return RunConversion("html", options.quiet, output,
+                       [&](TEpubService* service, const char* workDir, ProgressBar* bar) {
+                         return BuildHtmlBook(service, options, output, workDir, bar);
+                       });
 }
 
 }  // namespace kavcli

@@ -22,13 +22,19 @@ struct Command {
 
 const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = {
-      {"txt", kavcli::RunTxt, {"title", "author"},
+      {"txt",
+       kavcli::RunTxt,
+       {"title", "author"},
        "txt INPUT.txt OUTPUT.epub [--title T] [--author A]\n"
        "      a UTF-8 plain-text file, sixty lines a page"},
-      {"html", kavcli::RunHtml, {"title", "author", "cover"},
+      {"html",
+       kavcli::RunHtml,
+       {"title", "author", "cover"},
        "html INDEX.html [MORE.html ...] OUTPUT.epub [--title T] [--author A] [--cover IMAGE]\n"
        "      HTML pages with the pages, pictures and style sheets they link to"},
-      {"mobi", kavcli::RunMobi, {},
+      {"mobi",
+       kavcli::RunMobi,
+       {},
        "mobi INPUT.mobi OUTPUT.epub\n"
        "      a MOBI 6, KF8 (AZW3) or joint MOBI book"},
   };

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "cli/commands.h"
-#include "cli/work_dir.h"
 #include "convert/epub_management.h"
 #include "platform/tool/kav_tool.h"
 #include "service/kav_epub.h"
@@ -76,24 +75,15 @@ int RunTxt(const Options& options) {
   }
   const char* input = options.positional[0].c_str();
   const char* output = options.positional[1].c_str();
-  WorkDir work;
-  TEpubService* service = CreateEpubService();
-  if (!work.ok() || service == nullptr) {
-    fprintf(stderr, "kav-epub: cannot make a working directory\n");
-    if (service != nullptr) FreeEpubService(service);
-    return kExitFailed;
-  }
-  ProgressBar bar("txt", options.quiet);
-  int code;
-  if (options.Has("title") || options.Has("author")) {
-    code = BuildNamedTextBook(service, input, output, work.path(), options.Get("title", ""),
-                              options.Get("author", ""), &bar);
-  } else {
-    code = service->Txt2Epub(input, output, work.path(), "", "", &bar, ProgressBar::Report);
-  }
-  // Releasing the record also removes an active book's working files.
-  FreeEpubService(service);
-  return Conclude(code, &bar, output);
+  return RunConversion(
+      "txt", options.quiet, output,
+      [&](TEpubService* service, const char* workDir, ProgressBar* bar) {
+        if (!options.Has("title") && !options.Has("author")) {
+          return service->Txt2Epub(input, output, workDir, "", "", bar, ProgressBar::Report);
+        }
+        return BuildNamedTextBook(service, input, output, workDir, options.Get("title", ""),
+                                  options.Get("author", ""), bar);
+      });
 }
 
 }  // namespace kavcli
