@@ -2,24 +2,79 @@
 
 #include <stdlib.h>
 
-// Placeholder reader whose Open always fails, until the libmobi reader lands.
+#include <new>
+
+#include "platform/mobi/html_extract.h"
+#include "platform/mobi/mobi_book.h"
+
+// The record's handle is the MobiBook. No exception leaves these functions:
+// the only ones the reader can raise come from allocating strings.
 namespace {
-int Open(void*, const char*) { return 1; }
-void Close(void*) {}
-int ExtractHtml(void*, const char*) { return 1; }
-char* Nothing(void*) { return nullptr; }
+
+using kavmobi::MobiBook;
+
+MobiBook* BookOf(void* handle) { return static_cast<MobiBook*>(handle); }
+
+int Open(void* handle, const char* mobiPath) {
+  if (handle == nullptr) return KAV_MOBI_ERR_NOT_OPEN;
+  try {
+    return BookOf(handle)->Open(mobiPath);
+  } catch (...) {
+    BookOf(handle)->Close();
+    return KAV_MOBI_ERR_NO_MEMORY;
+  }
+}
+
+void Close(void* handle) {
+  if (handle != nullptr) BookOf(handle)->Close();
+}
+
+int ExtractHtml(void* handle, const char* htmlPath) {
+  if (handle == nullptr || !BookOf(handle)->IsOpen()) return KAV_MOBI_ERR_NOT_OPEN;
+  if (htmlPath == nullptr || htmlPath[0] == '\0') return KAV_MOBI_ERR_ARGUMENT;
+  try {
+    return kavmobi::ExtractBookHtml(*BookOf(handle)->Rawml(), htmlPath);
+  } catch (...) {
+    return KAV_MOBI_ERR_NO_MEMORY;
+  }
+}
+
+// A book without an author gives "" rather than null, so that callers can
+// use the string as it is.
+char* GetTitle(void* handle) { return handle != nullptr ? BookOf(handle)->Title() : nullptr; }
+char* GetAuthor(void* handle) { return handle != nullptr ? BookOf(handle)->Author() : nullptr; }
+
+char* GetCoverImage(void* handle) {
+  if (handle == nullptr) return nullptr;
+  try {
+    return BookOf(handle)->CoverFileName();
+  } catch (...) {
+    return nullptr;
+  }
+}
+
 }  // namespace
 
 TMobiService* CreateMobiService(void) {
-  TMobiService* s = static_cast<TMobiService*>(calloc(1, sizeof(TMobiService)));
-  if (s == nullptr) return nullptr;
-  s->Open = Open;
-  s->Close = Close;
-  s->ExtractHtml = ExtractHtml;
-  s->GetTitle = Nothing;
-  s->GetAuthor = Nothing;
-  s->GetCoverImage = Nothing;
-  return s;
+  TMobiService* service = static_cast<TMobiService*>(calloc(1, sizeof(TMobiService)));
+  if (service == nullptr) return nullptr;
+  service->handle = new (std::nothrow) MobiBook();
+  if (service->handle == nullptr) {
+    free(service);
+    return nullptr;
+  }
+  service->Open = Open;
+  service->Close = Close;
+  service->ExtractHtml = ExtractHtml;
+  service->GetTitle = GetTitle;
+  service->GetAuthor = GetAuthor;
+  service->GetCoverImage = GetCoverImage;
+  return service;
 }
 
-void FreeMobiService(TMobiService* service) { free(service); }
+void FreeMobiService(TMobiService* service) {
+  if (service == nullptr) return;
+  // Closes the book too, should the caller have skipped Close.
+  delete BookOf(service->handle);
+  free(service);
+}

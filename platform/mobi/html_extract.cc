@@ -1,0 +1,42 @@
+#include "platform/mobi/html_extract.h"
+
+#include <string_view>
+#include <vector>
+
+#include "platform/mobi/file_writer.h"
+#include "platform/mobi/filepos_anchors.h"
+#include "platform/mobi/kav_mobi.h"
+#include "platform/mobi/kf8_join.h"
+#include "platform/mobi/kf8_links.h"
+#include "platform/mobi/resource_writer.h"
+#include "platform/mobi/utf8_charset.h"
+
+namespace kavmobi {
+
+std::string BookHtml(const MOBIRawml& rawml) {
+  std::vector<MarkupPart> parts;
+  for (const MOBIPart* part = rawml.markup; part != nullptr; part = part->next) {
+    // Part data is not NUL-terminated: always read it with its size.
+    if (part->type == T_HTML) {
+      parts.push_back(
+          {part->uid, std::string_view(reinterpret_cast<const char*>(part->data), part->size)});
+    }
+  }
+  if (mobi_is_rawml_kf8(&rawml)) {
+    Kf8Links links(rawml);
+    return JoinKf8Parts(parts, [&links](std::string_view url) { return links.Resolve(url); });
+  }
+  // MOBI 6 text comes as a single part.
+  return parts.empty() ? std::string() : WithUtf8Charset(WithNamedAnchors(parts.front().html));
+}
+
+int ExtractBookHtml(const MOBIRawml& rawml, const std::string& htmlPath) {
+  std::string html = BookHtml(rawml);
+  size_t slash = htmlPath.rfind('/');
+  std::string dir = slash == std::string::npos ? std::string() : htmlPath.substr(0, slash + 1);
+  int result = WriteImageResources(rawml.resources, dir);
+  if (result != 0) return result;
+  return WriteFileAtomically(htmlPath, html.data(), html.size()) ? 0 : KAV_MOBI_ERR_WRITE;
+}
+
+}  // namespace kavmobi

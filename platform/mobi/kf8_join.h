@@ -1,0 +1,31 @@
+#ifndef KAV_EPUB_PLATFORM_MOBI_KF8_JOIN_H_
+#define KAV_EPUB_PLATFORM_MOBI_KF8_JOIN_H_
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kavmobi {
+
+// One KF8 HTML file; its uid is the file number that links refer to.
+struct MarkupPart {
+  size_t uid;
+  std::string_view html;
+};
+
+// "partNNNNN", the id of the anchor that opens part uid.
+std::string PartAnchorId(size_t uid);
+
+// Gives the replacement for a "kindle:" attribute value, or "" to keep it.
+using LinkResolver = std::function<std::string(std::string_view url)>;
+
+// The parts, in reading order, as one HTML document: each part's body
+// content, preceded by an anchor "partNNNNN" (and one for the body's own id),
+// with every quoted attribute value that starts with "kindle:" resolved. The
+// parts' heads (their titles and style sheet links) are dropped.
+std::string JoinKf8Parts(const std::vector<MarkupPart>& parts, const LinkResolver& resolve);
+
+}  // namespace kavmobi
+
+#endif  // KAV_EPUB_PLATFORM_MOBI_KF8_JOIN_H_

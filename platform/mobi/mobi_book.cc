@@ -1,0 +1,107 @@
+#include "platform/mobi/mobi_book.h"
+
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include <string>
+
+#include "platform/mobi/kav_mobi.h"
+#include "platform/mobi/quiet_libxml2.h"
+#include "platform/mobi/resource_writer.h"
+
+namespace kavmobi {
+namespace {
+
+int ReaderCode(MOBI_RET result) {
+  switch (result) {
+    case MOBI_SUCCESS:
+      return 0;
+    case MOBI_FILE_NOT_FOUND:
+      return KAV_MOBI_ERR_NOT_FOUND;
+    case MOBI_FILE_UNSUPPORTED:
+      return KAV_MOBI_ERR_NOT_MOBI;
+    case MOBI_FILE_ENCRYPTED:
+    case MOBI_DRM_PIDINV:
+    case MOBI_DRM_KEYNOTFOUND:
+    case MOBI_DRM_UNSUPPORTED:
+    case MOBI_DRM_EXPIRED:
+      return KAV_MOBI_ERR_ENCRYPTED;
+    default:
+      // Corrupt data, reads past a record's end and the rest: the file
+      // cannot be read as the book it claims to be. This includes
+      // MOBI_MALLOC_FAILED, which libmobi also reports for a link into a
+      // place the text does not have.
+      return KAV_MOBI_ERR_DAMAGED;
+  }
+}
+
+bool HasHtmlPart(const MOBIRawml* rawml) {
+  for (const MOBIPart* part = rawml->markup; part != nullptr; part = part->next) {
+    if (part->type == T_HTML) return true;
+  }
+  return false;
+}
+
+char* TextOrEmpty(char* text) { return text != nullptr ? text : strdup(""); }
+
+}  // namespace
+
+int MobiBook::Open(const char* path) {
+  Close();
+  if (path == nullptr || path[0] == '\0') return KAV_MOBI_ERR_ARGUMENT;
+  // libmobi takes a directory for a damaged book; say what it is.
+  struct stat info;
+  if (stat(path, &info) != 0 || !S_ISREG(info.st_mode)) return KAV_MOBI_ERR_NOT_FOUND;
+  data_ = mobi_init();
+  if (data_ == nullptr) return KAV_MOBI_ERR_NO_MEMORY;
+  int result = ReaderCode(mobi_load_filename(data_, path));
+  // An encrypted book loads, and even shows its metadata, but its text is
+  // unreadable: refuse it here, before the caller makes anything of it.
+  if (result == 0 && mobi_is_encrypted(data_)) result = KAV_MOBI_ERR_ENCRYPTED;
+  if (result == 0) {
+    QuietLibxml2 quiet;
+    rawml_ = mobi_init_rawml(data_);
+    // No tables of contents or dictionary indices: the text does without
+    // them. KF8 links are resolved by Kf8Links, not by libmobi.
+    result =
+        rawml_ == nullptr
+            ? KAV_MOBI_ERR_NO_MEMORY
+            : ReaderCode(mobi_parse_rawml_opt(rawml_, data_, false, false, !mobi_is_kf8(data_)));
+  }
+  if (result == 0 && !HasHtmlPart(rawml_)) result = KAV_MOBI_ERR_NO_TEXT;
+  if (result != 0) Close();
+  return result;
+}
+
+void MobiBook::Close() {
+  // The parsed parts refer to the loaded records: free them first.
+  if (rawml_ != nullptr) mobi_free_rawml(rawml_);
+  rawml_ = nullptr;
+  if (data_ != nullptr) mobi_free(data_);
+  data_ = nullptr;
+}
+
+char* MobiBook::Title() const {
+  return IsOpen() ? TextOrEmpty(mobi_meta_get_title(data_)) : nullptr;
+}
+
+char* MobiBook::Author() const {
+  // Several authors come joined with "; ".
+  return IsOpen() ? TextOrEmpty(mobi_meta_get_author(data_)) : nullptr;
+}
+
+char* MobiBook::CoverFileName() const {
+  if (!IsOpen()) return nullptr;
+  // The cover is not referenced from the text; the header's cover offset
+  // gives its resource number.
+  const MOBIExthHeader* offset = mobi_get_exthrecord_by_tag(data_, EXTH_COVEROFFSET);
+  if (offset == nullptr) return nullptr;
+  const MOBIPart* cover = mobi_get_resource_by_uid(
+      rawml_, mobi_decode_exthvalue(static_cast<const unsigned char*>(offset->data), offset->size));
+  if (cover == nullptr) return nullptr;
+  std::string name = ImageFileName(*cover);
+  return name.empty() ? nullptr : strdup(name.c_str());
+}
+
+}  // namespace kavmobi

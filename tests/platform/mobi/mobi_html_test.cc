@@ -1,0 +1,118 @@
+#include <string>
+
+#include "platform/mobi/filepos_anchors.h"
+#include "platform/mobi/kf8_join.h"
+#include "platform/mobi/kf8_links.h"
+#include "platform/mobi/utf8_charset.h"
+#include "support/test_support.h"
+
+namespace kavmobi {
+namespace {
+
+const std::string kMeta = kUtf8Meta;
+
+TEST(Utf8Charset, MetaBecomesFirstInHeadOrGetsAHeadMade) {
+  struct Case {
+    const char* markup;
+    std::string expected;
+  } cases[] = {
+      {"<html><head><title/></head>", "<html><head>" + kMeta + "<title/></head>"},
+      {"<HTML><HEAD lang='a>b'>x", "<HTML><HEAD lang='a>b'>" + kMeta + "x"},
+      {"<html><header/><body>", "<html><head>" + kMeta + "</head><header/><body>"},
+      {"<p>loose", "<head>" + kMeta + "</head><p>loose"},
+      {"<head title=\"x>", "<head>" + kMeta + "</head><head title=\"x>"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(c.expected, WithUtf8Charset(c.markup)) << c.markup;
+}
+
+TEST(FileposAnchors, NumericIdsAndTheirFragmentsBecomeNames) {
+  EXPECT_EQ(
+      "<p>id=\"12\" <a id=\"filepos0012\"></a><a href=\"#filepos0012\">x</a>"
+      "<a href=\"#top\" id=\"n1\"><img recindex=\"00001\" id=\"\"></p>",
+      WithNamedAnchors("<p>id=\"12\" <a id=\"0012\"></a><a href=\"#0012\">x</a>"
+                       "<a href=\"#top\" id=\"n1\"><img recindex=\"00001\" id=\"\"></p>"));
+  EXPECT_EQ("<a href=\"#1 unclosed", WithNamedAnchors("<a href=\"#1 unclosed"));
+}
+
+// What one part with uid 7 gives inside the joined document's body, with
+// two "kindle:" URLs resolved by a table and the rest kept.
+std::string Joined(std::string_view part) {
+  const std::string wrapper = "<html><head>" + kMeta + "<title></title></head><body>";
+  auto resolve = [](std::string_view url) -> std::string {
+    return url == "kindle:a" ? "#a" : url == "kindle:pic" ? "p.gif" : "";
+  };
+  std::string joined = JoinKf8Parts({{7, part}}, resolve);
+  EXPECT_EQ(0u, joined.find(wrapper));
+  EXPECT_EQ(joined.size() - 14, joined.rfind("</body></html>"));
+  return joined.substr(wrapper.size(), joined.size() - wrapper.size() - 14);
+}
+
+TEST(Kf8Join, KeepsBodyContentWithAnchorsAndResolvesQuotedKindleValues) {
+  struct Case {
+    const char* part;
+    const char* expected;  // after the part's own anchor
+  } cases[] = {
+      {"<body><a href=\"kindle:a\"><img src='kindle:pic'/></body>",
+       "<a href=\"#a\"><img src='p.gif'/>"},
+      {"<body><a href=\"kindle:b\">kindle:a \"kindle:a</body>",
+       "<a href=\"kindle:b\">kindle:a \"kindle:a"},
+      {"<?xml?><html><head><title>T</title></head><BODY class=\"c\" "
+       "ID=\"top\"><p>x</p></BODY></html>",
+       "<a id=\"top\"></a><p>x</p>"},
+      {"<body data-id=\"d\" id=bare>x</body>", "<a id=\"bare\"></a>x"},
+      {"<body><p>a</body>b</p></body >", "<p>a</body>b</p>"},
+      {"<head/><body><p>open", "<p>open"},
+      {"<p>no body</p>", "<p>no body</p>"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(std::string("<a id=\"part00007\"></a>") + c.expected, Joined(c.part)) << c.part;
+  }
+  auto keep = [](std::string_view) { return std::string(); };
+  EXPECT_NE(std::string::npos,
+            JoinKf8Parts({{0, "<body>one</body>"}, {1, "<body>two</body>"}}, keep)
+                .find("<a id=\"part00000\"></a>one<a id=\"part00001\"></a>two"));
+}
+
+// Two files: file 0 at text position 0, file 1 at 100 whose fragment 1
+// starts at 110; resource 3 is a GIF.
+TEST(Kf8Links, PositionsBecomeTheNextIdOrThePartStartAndPicturesTheirFiles) {
+  std::string file1 = "<body id=\"b\"><p>0123456789</p><h1 id=\"h\">x</h1></p><p id='late'>";
+  MOBIPart part1 = {1, T_HTML, file1.size(), (unsigned char*)file1.data(), nullptr};
+  MOBIPart part0 = {0, T_HTML, 6, (unsigned char*)"<body>", &part1};
+  MOBIPart gif = {3, T_GIF, 0, nullptr, nullptr};
+  uint32_t zero = 0, one = 1, hundred = 100;
+  MOBIIndexTag fileOf0 = {3, 1, &zero}, fileOf1 = {3, 1, &one}, at0 = {6, 1, &zero},
+               at100 = {6, 1, &hundred};
+  MOBIIndexEntry fragments[] = {{(char*)"0000000000", 1, &fileOf0},
+                                {(char*)"0000000110", 1, &fileOf1}};
+  MOBIIndexEntry skeletons[] = {{(char*)"S0", 1, &at0}, {(char*)"S1", 1, &at100}};
+  MOBIIndx fragIndex = {}, skelIndex = {};
+  fragIndex.entries_count = skelIndex.entries_count = 2;
+  fragIndex.entries = fragments;
+  skelIndex.entries = skeletons;
+  MOBIRawml rawml = {};
+  rawml.frag = &fragIndex;
+  rawml.skel = &skelIndex;
+  rawml.markup = &part0;
+  rawml.resources = &gif;
+  Kf8Links links(rawml);
+  struct Case {
+    const char* url;
+    const char* expected;
+  } cases[] = {
+      {"kindle:pos:fid:0001:off:0000000000", "#part00001"},  // the file's top
+      {"kindle:pos:fid:0001:off:0000000005", "#h"},          // 10 + 5: inside the first p
+      {"kindle:pos:fid:0001:off:000000000S", "#h"},          // 10 + 28: inside the h1 tag
+      {"kindle:pos:fid:0001:off:000000001a", "#late"},       // 10 + 42
+      {"kindle:pos:fid:0001:off:0000000050", "#part00001"},  // past the last id
+      {"kindle:pos:fid:0002:off:0000000001", "#"},           // no such fragment
+      {"kindle:pos:fid:4000000:off:0000000001", "#"},        // beyond 32 bits
+      {"kindle:pos:fid:0001", "#"},
+      {"kindle:embed:0004?mime=image/gif", "resource00003.gif"},
+      {"kindle:embed:0001", ""},  // no resource 0
+  };
+  for (const Case& c : cases) EXPECT_EQ(c.expected, links.Resolve(c.url)) << c.url;
+}
+
+}  // namespace
+}  // namespace kavmobi

@@ -1,0 +1,240 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <libxml/HTMLparser.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <map>
+#include <optional>
+#include <random>
+#include <set>
+
+#include "platform/mobi/kav_mobi.h"
+#include "support/test_support.h"
+
+namespace {
+
+const std::string kBooks = "../shared/fixtures/mobi/";
+
+std::optional<std::string> Take(char* text) {
+  if (text == nullptr) return std::nullopt;
+  std::string copy = text;
+  free(text);
+  return copy;
+}
+
+// One reader record, closed and freed however the test ends.
+struct Reader {
+  TMobiService* s = CreateMobiService();
+  ~Reader() {
+    s->Close(s->handle);
+    FreeMobiService(s);
+  }
+  int Open(const std::string& path) { return s->Open(s->handle, path.c_str()); }
+  int Extract(const std::string& html) { return s->ExtractHtml(s->handle, html.c_str()); }
+  std::optional<std::string> Title() { return Take(s->GetTitle(s->handle)); }
+  std::optional<std::string> Author() { return Take(s->GetAuthor(s->handle)); }
+  std::optional<std::string> Cover() { return Take(s->GetCoverImage(s->handle)); }
+};
+
+// The extracted HTML as libxml2's HTML parser reads it, trusting the
+// file's own charset declaration.
+struct Html {
+  bool parsed = false;
+  std::string text;
+  std::vector<std::string> images, links;
+  std::set<std::string> ids;
+};
+
+void Collect(xmlNode* node, Html& html) {
+  for (; node != nullptr; node = node->next) {
+    auto attr = [node](const char* name) { return Take((char*)xmlGetProp(node, BAD_CAST name)); };
+    if (node->type == XML_TEXT_NODE) html.text += (const char*)node->content;
+    if (auto id = attr("id")) html.ids.insert(*id);
+    if (auto href = attr("href")) html.links.push_back(*href);
+    if (auto src = attr("src"); src && xmlStrEqual(node->name, BAD_CAST "img"))
+      html.images.push_back(*src);
+    Collect(node->children, html);
+  }
+}
+
+Html ReadHtml(const std::string& path) {
+  Html html;
+  htmlDocPtr doc = htmlReadFile(
+      path.c_str(), nullptr,
+      HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET);
+  html.parsed = doc != nullptr && xmlDocGetRootElement(doc) != nullptr;
+  if (doc != nullptr) Collect(xmlDocGetRootElement(doc), html);
+  xmlFreeDoc(doc);
+  return html;
+}
+
+std::vector<std::string> Books(const std::string& suffix) {
+  std::vector<std::string> names;
+  for (const std::string& name : kavtest::ListFiles(kBooks)) {
+    bool matches = name.size() > suffix.size() &&
+                   name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0;
+    if (matches && name.rfind("large/", 0) != 0 && name.rfind("src/", 0) != 0)
+      names.push_back(name.substr(0, name.size() - suffix.size()));
+  }
+  return names;
+}
+
+TEST(MobiReader, EachFixtureGivesItsMetadataCoverAndHtmlWhoseReferencesResolve) {
+  ASSERT_EQ(5u, Books(".expect").size());
+  for (const std::string& name : Books(".expect")) {
+    SCOPED_TRACE(name);
+    std::map<std::string, std::string> expected;
+    for (const std::string& line : kavtest::Lines(kavtest::ReadFile(kBooks + name + ".expect"))) {
+      if (line.find('=') != std::string::npos)
+        expected[line.substr(0, line.find('='))] = line.substr(line.find('=') + 1);
+    }
+    kavtest::TempDir dir;
+    Reader reader;
+    ASSERT_CODE(0, reader.Open(kBooks + name + ".mobi"));
+    ASSERT_CODE(0, reader.Extract(dir / "tmp.html"));
+    EXPECT_EQ(expected["title"], reader.Title());
+    EXPECT_EQ(expected["author"], reader.Author());
+    std::optional<std::string> cover = reader.Cover();
+    EXPECT_EQ(expected["cover"] == "yes", cover.has_value());
+    if (cover) {
+      EXPECT_TRUE(kavtest::Exists(dir / *cover)) << *cover;
+    }
+
+    Html html = ReadHtml(dir / "tmp.html");
+    ASSERT_TRUE(html.parsed);
+    for (const std::string& src : html.images) EXPECT_TRUE(kavtest::Exists(dir / src)) << src;
+    for (const std::string& link : html.links) {  // all inside the book
+      EXPECT_EQ('#', link[0]) << link;
+      EXPECT_EQ(1u, html.ids.count(link.substr(1))) << link;
+    }
+    if (name.rfind("lantern", 0) != 0) continue;
+    EXPECT_EQ(2u, html.images.size());
+    for (const char* words :
+         {"Jürgen Groß", "Grünwald", "灯塔守护者", "Sturm; Fenster geöffnet", "Ende — 终"}) {
+      EXPECT_NE(std::string::npos, html.text.find(words)) << words;
+    }
+    if (name != "lantern_mobi6") {
+      EXPECT_THAT(html.links, testing::Contains("#storm"));
+    }
+  }
+}
+
+TEST(MobiReader, InvalidBooksFailWithTheirCodeAndWriteNothing) {
+  const std::map<std::string, int> expected = {
+      {"invalid/drm_lantern_mobi6", KAV_MOBI_ERR_ENCRYPTED},
+      {"invalid/empty", KAV_MOBI_ERR_DAMAGED},
+      {"invalid/not_a_mobi", KAV_MOBI_ERR_DAMAGED},
+      {"invalid/truncated_lantern_kf8", KAV_MOBI_ERR_DAMAGED},
+      {"invalid/missing", KAV_MOBI_ERR_NOT_FOUND},
+      {"invalid", KAV_MOBI_ERR_NOT_FOUND},
+  };
+  for (const std::string& name : Books(".mobi")) {
+    if (name.rfind("invalid/", 0) == 0) {
+      EXPECT_EQ(1u, expected.count(name)) << name << " has no expected code";
+    }
+  }
+  for (const auto& [name, code] : expected) {
+    SCOPED_TRACE(name);
+    kavtest::TempDir dir;
+    Reader reader;
+    EXPECT_CODE(code, reader.Open(kBooks + name + (name == "invalid" ? "" : ".mobi")));
+    EXPECT_CODE(KAV_MOBI_ERR_NOT_OPEN, reader.Extract(dir / "tmp.html"));
+    EXPECT_FALSE(reader.Title() || reader.Author() || reader.Cover());
+    EXPECT_TRUE(kavtest::ListFiles(dir.path()).empty());
+  }
+}
+
+TEST(MobiReader, ArgumentsAndLifecycleAreChecked) {
+  kavtest::TempDir dir;
+  Reader reader;
+  EXPECT_CODE(KAV_MOBI_ERR_NOT_OPEN, reader.Extract(dir / "tmp.html"));
+  EXPECT_CODE(KAV_MOBI_ERR_ARGUMENT, reader.s->Open(reader.s->handle, nullptr));
+  EXPECT_CODE(KAV_MOBI_ERR_ARGUMENT, reader.Open(""));
+
+  ASSERT_CODE(0, reader.Open(kBooks + "lantern_kf8.mobi"));
+  EXPECT_CODE(KAV_MOBI_ERR_ARGUMENT, reader.s->ExtractHtml(reader.s->handle, nullptr));
+  EXPECT_CODE(KAV_MOBI_ERR_WRITE, reader.Extract(dir / "missing/tmp.html"));
+  // The HTML goes last and through a temporary name: a path it cannot take
+  // fails after the pictures, and leaves no half-written file behind.
+  kavtest::MakeDirs(dir / "tmp.html");
+  EXPECT_CODE(KAV_MOBI_ERR_WRITE, reader.Extract(dir / "tmp.html"));
+  EXPECT_TRUE(kavtest::IsDir(dir / "tmp.html"));
+  for (const std::string& file : kavtest::ListFiles(dir.path()))
+    EXPECT_EQ(0u, file.rfind("resource", 0)) << file;
+
+  // A failed Open leaves no book behind; Close may come twice.
+  EXPECT_CODE(KAV_MOBI_ERR_DAMAGED, reader.Open(kBooks + "invalid/empty.mobi"));
+  EXPECT_CODE(KAV_MOBI_ERR_NOT_OPEN, reader.Extract(dir / "other.html"));
+  reader.s->Close(reader.s->handle);
+}
+
+// A damaged book either fails with a reader code and writes no HTML, or
+// opens and extracts to HTML that parses.
+void ExpectCodeOrUsableBook(const std::string& book, const std::string& dir) {
+  Reader reader;
+  int opened = reader.Open(book);
+  if (opened != 0) {
+    EXPECT_TRUE(opened >= KAV_MOBI_ERR_ARGUMENT && opened <= 639) << opened;
+    return;
+  }
+  EXPECT_TRUE(reader.Title().has_value());
+  reader.Cover();
+  int extracted = reader.Extract(dir + "/tmp.html");
+  EXPECT_EQ(extracted == 0, kavtest::Exists(dir + "/tmp.html")) << extracted;
+  if (extracted == 0) {
+    EXPECT_TRUE(ReadHtml(dir + "/tmp.html").parsed);
+  }
+}
+
+TEST(MobiReader, TruncatedRandomAndCorruptedBooksFailOrStayUsable) {
+  kavtest::TempDir dir;
+  std::string book = kavtest::ReadFile(kBooks + "lantern_joint.mobi");
+  for (size_t i = 0; i < 64; ++i) {
+    kavtest::WriteFile(dir / "cut.mobi", book.substr(0, book.size() - book.size() * i / 64 - 1));
+    SCOPED_TRACE("cut " + std::to_string(i));
+    kavtest::TempDir out;
+    ExpectCodeOrUsableBook(dir / "cut.mobi", out.path());
+  }
+  std::mt19937 random(20240611);
+  for (size_t i = 0; i < 40; ++i) {
+    std::string bytes =
+        i < 8 ? std::string(size_t{16} << i, '\0')
+              : kavtest::ReadFile(kBooks + (i % 2 ? "lantern_kf8.mobi" : "lantern_mobi6.mobi"));
+    for (size_t n = 0; n < (i < 8 ? bytes.size() : 20); ++n)
+      bytes[random() % bytes.size()] = static_cast<char>(random());
+    kavtest::WriteFile(dir / "bad.mobi", bytes);
+    SCOPED_TRACE("random " + std::to_string(i));
+    kavtest::TempDir out;
+    ExpectCodeOrUsableBook(dir / "bad.mobi", out.path());
+  }
+}
+
+TEST(MobiReader, PrintsNothingForGoodOrBadBooks) {
+  kavtest::TempDir dir;
+  std::vector<std::string> books;
+  for (const std::string& name : Books(".mobi")) books.push_back(kBooks + name + ".mobi");
+  // A flag in the header that is no UTF-8 makes libxml2, under libmobi, complain.
+  std::string book = kavtest::ReadFile(kBooks + "lantern_mobi6.mobi");
+  ASSERT_NE(std::string::npos, book.find("\x0ctrue"));
+  kavtest::WriteFile(dir / "bad.mobi", book.replace(book.find("\x0ctrue") + 1, 1, "\xbb"));
+  books.push_back(dir / "bad.mobi");
+  fflush(nullptr);
+  int saved[] = {dup(1), dup(2)}, sink = open((dir / "printed").c_str(), O_WRONLY | O_CREAT, 0600);
+  ASSERT_TRUE(saved[0] >= 0 && saved[1] >= 0 && sink >= 0);
+  dup2(sink, 1);
+  dup2(sink, 2);
+  int failures = 0;
+  for (const std::string& book : books) {
+    Reader reader;
+    failures += reader.Open(book) != 0 || reader.Extract(dir / "tmp.html") != 0;
+  }
+  fflush(nullptr);
+  for (int fd : {1, 2}) dup2(saved[fd - 1], fd), close(saved[fd - 1]);
+  close(sink);
+  EXPECT_EQ(4, failures);  // the invalid books
+  EXPECT_EQ("", kavtest::ReadFile(dir / "printed"));
+}
+
+}  // namespace
