@@ -11,12 +11,9 @@ Usage: bench/txt_bench.py [BUILD_DIR]
 """
 import os
 import random
-import shutil
-import subprocess
-import sys
 import tempfile
-import time
-import zipfile
+
+import benchlib
 
 BOOKS = ["Genesis", "Exodus", "Leviticus", "Numbers", "Deuteronomy", "Joshua", "Judges",
          "Ruth", "Samuel", "Kings", "Chronicles", "Ezra", "Nehemiah", "Esther", "Job"]
@@ -43,35 +40,14 @@ def scripture_text(lines, seed):
     return "".join(out)
 
 
-def run_measured(command, **kwargs):
-    start = time.perf_counter()
-    subprocess.run(command, check=True, **kwargs)
-    return time.perf_counter() - start
-
-
 def measure(kav, text_path, work):
     epub = os.path.join(work, "book.epub")
-    # Each measurement in a fresh child whose own peak is reported.
-    probe = ("import resource,subprocess,sys,time;s=time.perf_counter();"
-             "subprocess.run(sys.argv[1:],check=True);"
-             "print(time.perf_counter()-s, resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)")
-    out = subprocess.run([sys.executable, "-c", probe, kav, "txt", text_path, epub, "--quiet"],
-                         check=True, capture_output=True, text=True).stdout.split()
-    seconds, peak_kb = float(out[0]), int(out[1])
-    book_dir = os.path.join(work, "book")
-    shutil.rmtree(book_dir, ignore_errors=True)
-    with zipfile.ZipFile(epub) as z:
-        z.extractall(book_dir)
-    floor = os.path.join(work, "floor.zip")
-    if os.path.exists(floor):
-        os.remove(floor)
-    zip_seconds = run_measured(["zip", "-r", "-6", "-q", floor, "."], cwd=book_dir)
-    return seconds, peak_kb, zip_seconds
+    seconds, peak_mb = benchlib.measure([kav, "txt", text_path, epub, "--quiet"])
+    return seconds, peak_mb, benchlib.zip_floor(epub, work)
 
 
 def main():
-    build = sys.argv[1] if len(sys.argv) > 1 else os.path.join(os.path.dirname(__file__), "..", "build")
-    kav = os.path.abspath(os.path.join(build, "kav-epub"))
+    kav = os.path.join(benchlib.build_dir(), "kav-epub")
     with tempfile.TemporaryDirectory() as work:
         base = scripture_text(31000, 1)
         small = os.path.join(work, "scripture.txt")
@@ -84,11 +60,11 @@ def main():
         l_time, l_peak, l_zip = measure(kav, large, work)
     mb = len(base.encode()) / 1e6
     print(f"text: {mb:.1f} MB, 31,000 lines; ten times: {10 * mb:.1f} MB")
-    print(f"kav-epub txt  {s_time:8.3f} s  peak {s_peak / 1024:6.1f} MB   zip -r -6 floor {s_zip:7.3f} s"
+    print(f"kav-epub txt  {s_time:8.3f} s  peak {s_peak:6.1f} MB   zip -r -6 floor {s_zip:7.3f} s"
           f"   ratio {s_time / s_zip:5.2f} (target <= 2)")
-    print(f"kav-epub x10  {l_time:8.3f} s  peak {l_peak / 1024:6.1f} MB   zip -r -6 floor {l_zip:7.3f} s"
+    print(f"kav-epub x10  {l_time:8.3f} s  peak {l_peak:6.1f} MB   zip -r -6 floor {l_zip:7.3f} s"
           f"   ratio {l_time / l_zip:5.2f}")
-    print(f"peak memory   {max(s_peak, l_peak) / 1024:.1f} MB (target < 32 MB)")
+    print(f"peak memory   {max(s_peak, l_peak):.1f} MB (target < 32 MB)")
     print(f"scaling       x10 text took {l_time / s_time:.2f} x the time (target <= 11)")
 
 

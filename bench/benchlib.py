@@ -1,0 +1,40 @@
+"""Shared measuring for the benchmark scripts: a command's wall time and peak
+memory, and the zip -r -6 floor of a finished book."""
+import os
+import shutil
+import subprocess
+import sys
+import time
+import zipfile
+
+# Runs the command in a fresh child so that its own peak memory is reported.
+_PROBE = ("import resource,subprocess,sys,time;s=time.perf_counter();"
+          "subprocess.run(sys.argv[1:],check=True,stdout=subprocess.DEVNULL);"
+          "print(time.perf_counter()-s, resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)")
+
+
+def measure(command):
+    """(seconds, peak MB) of one run of command."""
+    out = subprocess.run([sys.executable, "-c", _PROBE] + command, check=True,
+                         capture_output=True, text=True).stdout.split()
+    return float(out[0]), int(out[1]) / 1024
+
+
+def zip_floor(epub, work):
+    """Seconds that zip -r -6 takes to pack the unpacked book."""
+    book_dir = os.path.join(work, "unpacked")
+    shutil.rmtree(book_dir, ignore_errors=True)
+    with zipfile.ZipFile(epub) as z:
+        z.extractall(book_dir)
+    floor = os.path.join(work, "floor.zip")
+    if os.path.exists(floor):
+        os.remove(floor)
+    start = time.perf_counter()
+    subprocess.run(["zip", "-r", "-6", "-q", floor, "."], cwd=book_dir, check=True)
+    return time.perf_counter() - start
+
+
+def build_dir():
+    if len(sys.argv) > 1:
+        return os.path.abspath(sys.argv[1])
+    return os.path.abspath(os.path.join(os.path.dirname(__file__), "..", "build"))

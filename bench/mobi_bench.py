@@ -1,0 +1,57 @@
+#!/usr/bin/env python3
+"""MOBI benchmark: the large fixture against the zip -r -6 floor, and the
+HTML repair's growth with the size of the document.
+
+1. Converts ../shared/fixtures/mobi/large/pydocs_large_mobi6.mobi with
+   kav-epub mobi; target: at most 5 x the zip -r -6 time of its finished
+   book directory, peak memory under 128 MB.
+2. Extracts the book's HTML once, repeats its body 1, 2 and 4 times and
+   imports each with kav-epub html: the time should grow in proportion.
+Usage: bench/mobi_bench.py [BUILD_DIR]
+"""
+import os
+import re
+import subprocess
+import tempfile
+
+import benchlib
+
+BOOK = os.path.join(os.path.dirname(__file__), "..", "..", "shared", "fixtures", "mobi", "large",
+                    "pydocs_large_mobi6.mobi")
+
+
+def repeated_body(html, times):
+    start = re.search(r"<body[^>]*>", html, re.I).end()
+    end = html.lower().rfind("</body>")
+    return html[:start] + html[start:end] * times + html[end:]
+
+
+def main():
+    build = benchlib.build_dir()
+    kav = os.path.join(build, "kav-epub")
+    with tempfile.TemporaryDirectory() as work:
+        epub = os.path.join(work, "book.epub")
+        seconds, peak = benchlib.measure([kav, "mobi", BOOK, epub, "--quiet"])
+        floor = benchlib.zip_floor(epub, work)
+        print(f"pydocs_large_mobi6 ({os.path.getsize(BOOK) / 1e6:.1f} MB): kav-epub mobi {seconds:.3f} s,"
+              f" peak {peak:.1f} MB; zip -r -6 floor {floor:.3f} s; ratio {seconds / floor:.2f}"
+              f" (target <= 5, peak < 128 MB)")
+
+        extracted = os.path.join(work, "extracted")
+        os.mkdir(extracted)
+        subprocess.run([os.path.join(build, "mobi_extract"), BOOK, extracted], check=True)
+        with open(os.path.join(extracted, "book.html"), encoding="utf-8") as f:
+            html = f.read()
+        base = None
+        for times in (1, 2, 4):
+            page = os.path.join(extracted, f"book{times}.html")
+            with open(page, "w", encoding="utf-8") as f:
+                f.write(repeated_body(html, times))
+            seconds, peak = benchlib.measure([kav, "html", page, epub, "--quiet"])
+            base = base or seconds
+            print(f"HTML import x{times}: {os.path.getsize(page) / 1e6:5.1f} MB in {seconds:.3f} s,"
+                  f" peak {peak:.1f} MB, {seconds / base:.2f} x the single size (linear: {times})")
+
+
+if __name__ == "__main__":
+    main()
