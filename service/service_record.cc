@@ -38,38 +38,32 @@ void ClearUp(TEpubData* data) {
 }
 
 int StartPage(const TEpubData* data) {
-  if (data == nullptr) return KAV_ERR_NO_BUILDER;
-  if (data->epub == nullptr) return KAV_ERR_NO_BUILDER;
+  if (!HasBuilder(data)) return KAV_ERR_NO_BUILDER;
   return data->epub->StartPage();
 }
 
 int EndPage(const TEpubData* data) {
-  if (data == nullptr) return KAV_ERR_NO_BUILDER;
-  if (data->epub == nullptr) return KAV_ERR_NO_BUILDER;
+  if (!HasBuilder(data)) return KAV_ERR_NO_BUILDER;
   return data->epub->EndPage();
 }
 
 int AddTextLineToPage(const TEpubData* data, const char* line) {
-  if (data == nullptr) return KAV_ERR_NO_BUILDER;
-  if (data->epub == nullptr) return KAV_ERR_NO_BUILDER;
+  if (!HasBuilder(data)) return KAV_ERR_NO_BUILDER;
   return data->epub->AddTextLineToPage(line);
 }
 
 int AddImageToPage(const TEpubData* data, const char* imagePath) {
-  if (data == nullptr) return KAV_ERR_NO_BUILDER;
-  if (data->epub == nullptr) return KAV_ERR_NO_BUILDER;
+  if (!HasBuilder(data)) return KAV_ERR_NO_BUILDER;
   return data->epub->AddImageToPage(imagePath);
 }
 
 int AddImageToEpub(const TEpubData* data, const char* imagePath) {
-  if (data == nullptr) return KAV_ERR_NO_BUILDER;
-  if (data->epub == nullptr) return KAV_ERR_NO_BUILDER;
+  if (!HasBuilder(data)) return KAV_ERR_NO_BUILDER;
   return data->epub->AddImageToEpub(imagePath);
 }
 
 int GenerateEpub(const TEpubData* data, const char* epubPath) {
-  if (data == nullptr) return KAV_ERR_NO_BUILDER;
-  if (data->epub == nullptr) return KAV_ERR_NO_BUILDER;
+  if (!HasBuilder(data)) return KAV_ERR_NO_BUILDER;
   return data->epub->GenerateEpub(epubPath);
 }
 
@@ -77,8 +71,7 @@ int GenerateEpub(const TEpubData* data, const char* epubPath) {
 // missing builder as an argument error.
 int AddHtmlToEpub(const TEpubData* data, const char* htmlPath) {
   if (KavIsFileOrDirExists(htmlPath) == 0) return KAV_ERR_ARGUMENT;
-  if (data == nullptr) return KAV_ERR_ARGUMENT;
-  if (data->epub == nullptr) return KAV_ERR_ARGUMENT;
+  if (!HasBuilder(data)) return KAV_ERR_ARGUMENT;
   return data->epub->AddHTHLToEpub(htmlPath);
 }
 
