@@ -25,9 +25,8 @@ int KavIsFileExists(const char* path) {
 
 char* KavGetRunDirectory(const char* path) {
   if (path == NULL) return NULL;
-  size_t len = strlen(path);
-  // A trailing separator names the directory itself: "a/b/" -> "a/b".
-  if (len > 1 && path[len - 1] == '/') return strndup(path, len - 1);
+  // Cut at the last separator, so a trailing one names the directory
+  // itself: "a/b/" -> "a/b".
   const char* slash = strrchr(path, '/');
   if (slash == NULL) return strdup(".");
   if (slash == path) return strdup("/");

@@ -6,20 +6,22 @@
 #include <vector>
 
 #include "builder/epub_base.h"
+#include "service/kav_result.h"
 #include "support/test_support.h"
 
 namespace buildertest {
 
 using Strings = std::vector<std::string>;
+using kavtest::Exists;
+using kavtest::ReadFile;
 
-// Every match of pattern in the file at path, its groups joined by "|".
+// The first group of every match of pattern in the file at path.
 inline Strings Captures(const std::string& path, const std::string& pattern) {
   Strings out;
-  std::string text = kavtest::ReadFile(path);
-  std::regex re(pattern);
+  const std::string text = ReadFile(path);
+  const std::regex re(pattern);
   for (std::sregex_iterator it(text.begin(), text.end(), re), end; it != end; ++it) {
     out.push_back((*it)[1]);
-    for (size_t i = 2; i < it->size(); ++i) out.back() += "|" + (*it)[i].str();
   }
   return out;
 }
@@ -36,11 +38,10 @@ class BookTest : public ::testing::Test {
   }
   // Saves content.opf and toc.ncx and packs the book.
   void Save() { ASSERT_CODE(0, book.GenerateEpub((root / "book.epub").c_str())); }
-  // "href|media-type" of each manifest item, in order.
-  Strings Manifest() {
-    return Captures(Oebps("content.opf"), "href=\"([^\"]*)\" media-type=\"([^\"]*)\"");
-  }
+  // The manifest's items, in order (their media types are the package's concern).
+  Strings Manifest() { return Captures(Oebps("content.opf"), "<item [^>]*href=\"([^\"]*)\""); }
   Strings Nav() { return Captures(Oebps("toc.ncx"), "<content src=\"([^\"]*)\""); }
+  Strings Images(const std::string& page) { return Captures(Oebps(page), "<img src=\"([^\"]*)\""); }
   Strings Paragraphs(const std::string& page) {
     return Captures(Oebps(page), "<p class=\"text\"(?:/>|>([^<]*)</p>)");
   }

@@ -1,6 +1,9 @@
+#include <stdlib.h>
 #include <string.h>
 
+#include <array>
 #include <memory>
+#include <tuple>
 
 #include "builder/epub_base.h"
 #include "service/kav_result.h"
@@ -8,28 +11,18 @@
 
 namespace {
 
-struct Counters {
-  int indent, prevLen, maxLen;
-};
-
-const std::string kBullet = "\xE2\x80\xA2";
-const std::string kPrivateBullet = "\xEF\x81\xAE";
+using Counters = std::array<int, 3>;  // indent, previous length, longest length
 
 TEST(LineProcTest, ClassifiesAndCleansLines) {
-  const struct {
-    std::string line;
-    Counters before;
-    int result;
-    std::string out;
-    Counters after;
-  } cases[] = {
-      {"\n", {0, 10, 10}, 1, " ", {0, 1, 10}},                     // a line feed alone
-      {"\n", {2, 10, 10}, 0, " ", {0, 1, 10}},                     // ... back at the margin
-      {"  World\n", {0, 6, 6}, 1, "  World ", {2, 8, 8}},          // indented
-      {"World\n", {2, 8, 8}, 0, "World ", {0, 6, 8}},              // back at the margin
-      {kBullet + "x\n", {1, 8, 8}, 1, kBullet + "x ", {1, 5, 8}},  // bullet, same count
-      {kPrivateBullet + "x\n", {1, 8, 8}, 1, kPrivateBullet + "x ", {1, 5, 8}},
-      {kBullet + " x\n", {0, 4, 4}, 1, kBullet + " x ", {2, 6, 6}},        // bullet and a space
+  // {line, counters before, result, cleaned text, counters after}
+  const std::tuple<std::string, Counters, int, std::string, Counters> cases[] = {
+      {"\n", {0, 10, 10}, 1, " ", {0, 1, 10}},                         // a line feed alone
+      {"\n", {2, 10, 10}, 0, " ", {0, 1, 10}},                         // ... back at the margin
+      {"  World\n", {0, 6, 6}, 1, "  World ", {2, 8, 8}},              // indented
+      {"World\n", {2, 8, 8}, 0, "World ", {0, 6, 8}},                  // back at the margin
+      {"\xE2\x80\xA2x\n", {1, 8, 8}, 1, "\xE2\x80\xA2x ", {1, 5, 8}},  // bullet, same count
+      {"\xEF\x81\xAEx\n", {1, 8, 8}, 1, "\xEF\x81\xAEx ", {1, 5, 8}},
+      {"\xE2\x80\xA2 x\n", {0, 4, 4}, 1, "\xE2\x80\xA2 x ", {2, 6, 6}},    // bullet and a space
       {"Hello   world\n", {0, 14, 14}, 1, "Hello   world ", {0, 14, 14}},  // three spaces
       {"Hello  world\n", {0, 13, 13}, 0, "Hello  world ", {0, 13, 13}},    // two spaces
       {"Hello   \n", {0, 9, 9}, 1, "Hello    ", {0, 9, 9}},                // trailing, then \n
@@ -41,37 +34,28 @@ TEST(LineProcTest, ClassifiesAndCleansLines) {
       {"a &lt; b & c\n", {0, 13, 13}, 0, "a &amp;lt; b &amp; c ", {0, 13, 13}},
       {"a\nb\n", {0, 4, 4}, 0, "a\nb ", {0, 4, 4}},          // only the last \n
       {"a\030b\014c\n", {0, 6, 6}, 0, "a b c ", {0, 6, 6}},  // cancel and form feed
+      {"", {2, 30, 40}, KAV_ERR_EMPTY_LINE, "", {2, 30, 40}},
+      // Cut-off bullets: the classifier stops at the terminator.
+      {"\xE2", {0, 0, 0}, 0, "\xE2", {0, 1, 1}},
+      {"\xEF\x81", {0, 0, 0}, 0, "\xEF\x81", {0, 2, 2}},
+      {"  \xE2\x80", {0, 0, 0}, 1, "  \xE2\x80", {2, 4, 4}},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.line);
+  for (const auto& [line, before, result, text, after] : cases) {
+    SCOPED_TRACE(line);
+    // A heap block of exactly the line's size, so AddressSanitizer sees any
+    // read past the terminator.
+    std::unique_ptr<char, decltype(&free)> exact(strdup(line.c_str()), free);
     std::string out = "stale";
-    Counters n = c.before;
-    EXPECT_EQ(c.result, EpubBase::LineProc(c.line.c_str(), out, n.indent, n.prevLen, n.maxLen));
-    EXPECT_EQ(c.out, out);
-    EXPECT_EQ(c.after.indent, n.indent);
-    EXPECT_EQ(c.after.prevLen, n.prevLen);
-    EXPECT_EQ(c.after.maxLen, n.maxLen);
+    Counters n = before;
+    EXPECT_EQ(result, EpubBase::LineProc(exact.get(), out, n[0], n[1], n[2]));
+    EXPECT_EQ(text, out);
+    EXPECT_EQ(after, n);
   }
-}
-
-TEST(LineProcTest, EmptyLineReturns407AndTruncatedBulletStopsAtTheTerminator) {
   std::string out = "stale";
-  int indent = 2, prev = 30, longest = 40;
-  EXPECT_CODE(KAV_ERR_EMPTY_LINE, EpubBase::LineProc("", out, indent, prev, longest));
-  EXPECT_CODE(KAV_ERR_EMPTY_LINE, EpubBase::LineProc(nullptr, out, indent, prev, longest));
+  Counters n = {2, 30, 40};
+  EXPECT_CODE(KAV_ERR_EMPTY_LINE, EpubBase::LineProc(nullptr, out, n[0], n[1], n[2]));
   EXPECT_EQ("", out);
-  EXPECT_EQ(2 + 30 + 40, indent + prev + longest);
-
-  // Each line fills a heap block exactly, so a read past its terminator is
-  // caught by AddressSanitizer.
-  for (std::string line : {"\xE2", "\xEF\x81", "  \xE2\x80"}) {
-    std::unique_ptr<char[]> exact(new char[line.size() + 1]);
-    memcpy(exact.get(), line.c_str(), line.size() + 1);
-    indent = prev = longest = 0;
-    EpubBase::LineProc(exact.get(), out, indent, prev, longest);
-    EXPECT_EQ(line[0] == ' ' ? 2 : 0, indent);
-    EXPECT_EQ(line, out);
-  }
+  EXPECT_EQ((Counters{2, 30, 40}), n);
 }
 
 }  // namespace

@@ -7,14 +7,12 @@
 
 using Reports = std::vector<std::pair<int, int>>;
 
-// A host's progress callback: records each report, answers -2 to the one
-// whose done value is cancelAt and `answer` to the others.
+// A host's progress callback: records each report (and shows it to probe),
+// answers -2 to the one whose done value is cancelAt and `answer` to the rest.
 struct ProgressLog {
-  explicit ProgressLog(int cancelAt = -1, int answer = 0) : cancelAt(cancelAt), answer(answer) {}
-  int cancelAt;
-  int answer;
-  std::function<void(int done)> probe;
-  Reports calls;
+  int cancelAt = -1, answer = 0;
+  std::function<void(int done)> probe{};
+  Reports calls{};
 
   static int Record(void* user, int done, int total) {
     ProgressLog* log = static_cast<ProgressLog*>(user);

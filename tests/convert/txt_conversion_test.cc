@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <tuple>
 
 #include "convert/epub_management.h"
@@ -15,30 +16,11 @@ std::string Repeat(const std::string& text, int count) {
   return out;
 }
 
-TEST(GetPageNumForTXT, CountsSixtyFgetsChunksAPage) {
-  const std::pair<std::string, int> cases[] = {
-      {"", 0},
-      {"no line feed", 1},
-      {Repeat("a\n", 60), 1},
-      {Repeat("a\n", 60) + "z", 2},
-      {Repeat("a\n", 59) + Repeat("x", 253) + "\n", 1},  // 254 bytes: one chunk
-      {Repeat("a\n", 59) + Repeat("x", 254) + "\n", 2},  // the line feed is a chunk of its own
-      {Repeat("a\n", 58) + Repeat("x", 600) + "\n", 2},  // 254 + 254 + 93
-  };
-  kavtest::TempDir tmp;
-  for (const auto& [text, pages] : cases) {
-    kavtest::WriteFile(tmp / "t.txt", text);
-    EXPECT_EQ(pages, GetPageNumForTXT((tmp / "t.txt").c_str())) << text.size() << " bytes";
-  }
-  EXPECT_EQ(0, GetPageNumForTXT((tmp / "missing").c_str()));
-  EXPECT_EQ(0, GetPageNumForTXT(tmp.path().c_str()));  // a directory ends, not loops
-}
-
 class TxtConversionTest : public ::testing::Test {
  protected:
-  // Converts txtPath after writing text to book.txt; notes whether the builder's
-  // working directory outlived the conversion, before the caller's ClearData.
-  int Convert(const char* text, ProgressLog* log, const char* txtPath, const char* epubPath,
+  // Writes text to book.txt and converts; notes whether the builder's working
+  // directory outlived the conversion and keeps the pages of the book written.
+  int Convert(const std::string& text, ProgressLog* log, const char* txtPath, const char* epubPath,
               const char* root) {
     kavtest::WriteFile(txt, text);
     EpubManagement converter;
@@ -46,40 +28,49 @@ class TxtConversionTest : public ::testing::Test {
     int result = converter.TXT2Epub(txtPath, epubPath, log, log ? ProgressLog::Record : nullptr);
     workLeft = kavtest::Exists(tmp / "epub_temp");
     converter.ClearData();
-    return result;
-  }
-  int Convert(const std::string& text, ProgressLog* log) {
-    return Convert(text.c_str(), log, txt.c_str(), epub.c_str(), tmp.path().c_str());
-  }
-  std::vector<std::string> Pages() {
-    std::vector<std::string> pages;
+    pages.clear();
+    if (!kavtest::Exists(epub)) return result;
     for (const auto& entry : kavtest::ReadZip(epub)) {
       if (entry.name.rfind("OEBPS/page-", 0) == 0) pages.push_back(entry.data);
     }
-    return pages;
+    remove(epub.c_str());
+    return result;
   }
 
   kavtest::TempDir tmp;
   std::string txt = tmp / "book.txt", epub = tmp / "book.epub";
+  const char* root = tmp.path().c_str();
   bool workLeft = true;
+  std::vector<std::string> pages;  // empty: no book
 };
 
-TEST_F(TxtConversionTest, ReportsEachPageStartAndTheFinishedBook) {
-  const std::string line600 = std::string(600, 'x') + "\n";
-  const std::tuple<std::string, Reports, size_t> cases[] = {
-      {"", {{1, 1}}, 1},
-      {Repeat("a line\n", 60), {{1, 2}, {2, 2}}, 1},
-      {Repeat("a line\n", 61), {{1, 3}, {2, 3}, {3, 3}}, 2},
-      {line600, {{1, 2}, {2, 2}}, 1},
+// A page is sixty lines as fgets reads them, at most 254 bytes each; a report
+// comes at each page's start and, with the book written, one more.
+TEST_F(TxtConversionTest, CountsSixtyFgetsChunksAPageAndReportsEachPageAndTheBook) {
+  const std::string x600 = Repeat("x", 600) + "\n";
+  const std::pair<std::string, int> cases[] = {
+      {"", 0},
+      {"no line feed", 1},
+      {x600, 1},  // 254 + 254 + 93, kept whole in its paragraph
+      {Repeat("a\n", 60), 1},
+      {Repeat("a\n", 60) + "z", 2},
+      {Repeat("a\n", 59) + Repeat("x", 253) + "\n", 1},  // 254 bytes: one chunk
+      {Repeat("a\n", 59) + Repeat("x", 254) + "\n", 2},  // the line feed is a chunk of its own
+      {Repeat("a\n", 58) + x600, 2},
   };
-  for (const auto& [text, reports, pages] : cases) {
+  for (const auto& [text, pageCount] : cases) {
     ProgressLog log;
-    ASSERT_CODE(KAV_OK, Convert(text, &log));
-    EXPECT_EQ(reports, log.calls);
-    EXPECT_EQ(pages, Pages().size());
+    ASSERT_CODE(KAV_OK, Convert(text, &log, txt.c_str(), epub.c_str(), root));
+    EXPECT_EQ(pageCount, GetPageNumForTXT(txt.c_str())) << text.size() << " bytes";
+    Reports reports;
+    for (int done = 1; done <= pageCount + 1; ++done) reports.emplace_back(done, pageCount + 1);
+    EXPECT_EQ(reports, log.calls) << text.size() << " bytes";
+    ASSERT_EQ(std::max(pageCount, 1), static_cast<int>(pages.size()));
+    EXPECT_NE(std::string::npos, pages[0].find(text.substr(0, text.find('\n'))));
     EXPECT_FALSE(workLeft);
   }
-  EXPECT_NE(std::string::npos, Pages()[0].find(line600.substr(0, 600)));
+  EXPECT_EQ(0, GetPageNumForTXT((tmp / "missing").c_str()));
+  EXPECT_EQ(0, GetPageNumForTXT(root));  // a directory ends, not loops
 }
 
 TEST_F(TxtConversionTest, OnlyMinusTwoBeforeTheLastReportCancels) {
@@ -88,17 +79,16 @@ TEST_F(TxtConversionTest, OnlyMinusTwoBeforeTheLastReportCancels) {
       {1, 0, 1, false}, {2, 0, 2, false}, {3, 0, 3, true}, {-1, -1, 3, true}, {-1, -3, 3, true}};
   for (const auto& [cancelAt, answer, reports, book] : cases) {
     ProgressLog log{cancelAt, answer};
-    EXPECT_CODE(KAV_OK, Convert(Repeat("a line\n", 61), &log));
+    EXPECT_CODE(KAV_OK, Convert(Repeat("a line\n", 61), &log, txt.c_str(), epub.c_str(), root));
     EXPECT_EQ(reports, log.calls.size());
-    EXPECT_EQ(book, kavtest::Exists(epub));
+    EXPECT_EQ(book, !pages.empty());
     EXPECT_FALSE(workLeft);
-    remove(epub.c_str());
   }
 }
 
 TEST_F(TxtConversionTest, BadArgumentsGiveTheirCodes) {
   const std::string missing = tmp / "missing", lost = missing + "/b.epub";
-  const char *t = txt.c_str(), *e = epub.c_str(), *root = tmp.path().c_str();
+  const char *t = txt.c_str(), *e = epub.c_str();
   // {txt, epub, root, code, builder's directory laid out}
   const std::tuple<const char*, const char*, const char*, int, bool> cases[] = {
       {t, "", root, KAV_ERR_ARGUMENT, false},
@@ -113,7 +103,7 @@ TEST_F(TxtConversionTest, BadArgumentsGiveTheirCodes) {
   for (const auto& [txtPath, epubPath, workDir, code, laidOut] : cases) {
     EXPECT_CODE(code, Convert("a line\n", nullptr, txtPath, epubPath, workDir)) << code;
     EXPECT_EQ(laidOut, workLeft) << code;
-    EXPECT_FALSE(kavtest::Exists(epub));
+    EXPECT_TRUE(pages.empty());
   }
 }
 

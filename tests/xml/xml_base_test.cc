@@ -1,35 +1,71 @@
+// The XML document core: building and saving documents, node paths, text
+// escaping, attribute records and the image links of MOBI HTML.
+#include "xml/xml_base.h"
+
+#include <gmock/gmock.h>
+
 #include <string>
 #include <vector>
 
-#include "parsed_xml.h"
 #include "service/kav_result.h"
 #include "support/test_support.h"
 
 namespace {
 
-const char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
+using ::testing::Each;
+using Lines = std::vector<std::string>;
+// The codes of calls made in order (a braced list is evaluated in order).
+using Codes = std::vector<long long>;
+const char kDecl[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
 
-std::vector<std::string> SavedLines(XMLBase& doc) {
+// An XMLBase over a document parsed from XML text, its root the start of
+// path lookups.
+class ParsedXml : public XMLBase {
+ public:
+  explicit ParsedXml(const std::string& xml) {
+    doc = xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, 0);
+    root = xmlDocGetRootElement(doc);
+  }
+  xmlNode* Root() const { return root; }
+  xmlDoc* Doc() const { return doc; }
+};
+
+// The id attribute of node: "none" without one, "null" for no node.
+std::string Id(xmlNode* node) {
+  xmlChar* id = node != nullptr ? xmlGetProp(node, BAD_CAST "id") : nullptr;
+  std::string text = id != nullptr ? reinterpret_cast<const char*>(id) : node ? "none" : "null";
+  xmlFree(id);
+  return text;
+}
+
+Lines SavedLines(XMLBase& doc) {
   kavtest::TempDir dir;
   EXPECT_CODE(KAV_OK, doc.SaveFile((dir / "doc.xml").c_str()));
   return kavtest::Lines(kavtest::ReadFile(dir / "doc.xml"));
 }
 
+// Attribute records cut names and values at 255 bytes, never inside a
+// character; a null value is empty.
 TEST(XmlBase, PageIsSavedUnformattedWithDoctypeAttributesInChainOrderAndEntitiesRead) {
+  XMLAttrInfo lang{}, xmlns{}, cut{}, empty{};
+  SetAttrInfo(&xmlns, "xmlns", "http://www.w3.org/1999/xhtml", SetAttrInfo(&lang, "lang", "en", 0));
+  const std::string name(300, 'n'), value = std::string(254, 'v') + "\xC3\xA9" + "w";
+  EXPECT_EQ(&cut, SetAttrInfo(&cut, name.c_str(), value.c_str(), &empty));
+  SetAttrInfo(&empty, "b", nullptr, nullptr);
   XMLBase page;
   ASSERT_CODE(KAV_OK, page.Init());
-  XMLAttrInfo lang{}, xmlns{};
-  SetAttrInfo(&xmlns, "xmlns", "http://www.w3.org/1999/xhtml", SetAttrInfo(&lang, "lang", "en", 0));
-  EXPECT_CODE(KAV_OK, page.AddXMLNode(nullptr, "html", &xmlns));
-  page.AddXMLNode("html", "head", nullptr);
-  page.AddXMLNode("head", "title", nullptr);
-  EXPECT_CODE(KAV_OK, page.AddTextToNode("title", "A &amp; B <c>"));
-  EXPECT_EQ((std::vector<std::string>{kDeclaration,
-                                      "<!DOCTYPE html PUBLIC \"-//W3C//DTD XHTML 1.1//EN\" "
-                                      "\"http://www.w3.org/TR/xhtml11/DTD/xhtml11.dtd\">",
-                                      "<html xmlns=\"http://www.w3.org/1999/xhtml\" lang=\"en\">"
-                                      "<head><title>A &amp; B &lt;c&gt;</title></head></html>",
-                                      ""}),
+  EXPECT_THAT(
+      (Codes{page.AddXMLNode(nullptr, "html", &xmlns), page.AddXMLNode("html", "head", &cut),
+             page.AddXMLNode("head", "title", nullptr),
+             page.AddTextToNode("title", "A &amp; B <c>")}),
+      Each(KAV_OK));
+  EXPECT_EQ((Lines{kDecl,
+                   "<!DOCTYPE html PUBLIC \"-//W3C//DTD XHTML 1.1//EN\" "
+                   "\"http://www.w3.org/TR/xhtml11/DTD/xhtml11.dtd\">",
+                   "<html xmlns=\"http://www.w3.org/1999/xhtml\" lang=\"en\"><head " +
+                       name.substr(0, 255) + "=\"" + value.substr(0, 254) +
+                       "\" b=\"\"><title>A &amp; B &lt;c&gt;</title></head></html>",
+                   ""}),
             SavedLines(page));
 }
 
@@ -46,18 +82,18 @@ TEST(XmlBase, PlainPathsFillTheNewestElementAndNewDocumentsAndRootsReplaceTheOld
   ncx.AddTextToNode("text", "Book");
   ncx.AddXMLNode("ncx", "navMap", nullptr);
   for (const char* label : {"1", "2"}) {
-    EXPECT_CODE(KAV_OK, ncx.AddXMLNode("navMap", "navPoint", nullptr));
-    EXPECT_CODE(KAV_OK, ncx.AddXMLNode("navPoint", "navLabel", nullptr));
-    EXPECT_CODE(KAV_OK, ncx.AddXMLNode("navLabel", "text", nullptr));
-    EXPECT_CODE(KAV_OK, ncx.AddTextToNode("text", label));
-    EXPECT_CODE(KAV_OK, ncx.AddXMLNode("navPoint", "content", nullptr));
+    EXPECT_THAT(
+        (Codes{ncx.AddXMLNode("navMap", "navPoint", nullptr),
+               ncx.AddXMLNode("navPoint", "navLabel", nullptr),
+               ncx.AddXMLNode("navLabel", "text", nullptr), ncx.AddTextToNode("text", label),
+               ncx.AddXMLNode("navPoint", "content", nullptr)}),
+        Each(KAV_OK));
   }
-  EXPECT_EQ((std::vector<std::string>{
-                kDeclaration,
-                "<ncx><docTitle><text>Book</text></docTitle><navMap><navPoint><navLabel><text>1"
-                "</text></navLabel><content/></navPoint><navPoint><navLabel><text>2"
-                "</text></navLabel><content/></navPoint></navMap></ncx>",
-                ""}),
+  EXPECT_EQ((Lines{kDecl,
+                   "<ncx><docTitle><text>Book</text></docTitle><navMap><navPoint><navLabel><text>"
+                   "1</text></navLabel><content/></navPoint><navPoint><navLabel><text>2</text>"
+                   "</navLabel><content/></navPoint></navMap></ncx>",
+                   ""}),
             SavedLines(ncx));
 }
 
@@ -107,18 +143,128 @@ TEST(XmlBase, TreeUtilitiesRemoveCommentsAndNodesBuildAHeadAndFindNodeSets) {
   EXPECT_EQ("", testing::internal::GetCapturedStderr());
 }
 
-TEST(XmlBase, SetAttrInfoCutsLongNamesAndValuesWithoutSplittingACharacter) {
-  XMLAttrInfo next{}, info{};
-  const std::string name(300, 'n');
-  const std::string value = std::string(254, 'v') + "\xC3\xA9" + std::string(50, 'w');
-  EXPECT_EQ(&info, SetAttrInfo(&info, name.c_str(), value.c_str(), &next));
-  EXPECT_EQ(&next, info.next);
-  SetAttrInfo(&next, "b", nullptr, nullptr);
-  XMLBase doc;
-  ASSERT_CODE(KAV_OK, doc.InitForOpf());
-  ASSERT_CODE(KAV_OK, doc.AddXMLNode(nullptr, "e", &info));
-  EXPECT_EQ("<e " + name.substr(0, 255) + "=\"" + value.substr(0, 254) + "\" b=\"\"/>",
-            SavedLines(doc).at(1));
+const char kTable[] =
+    "<html><body><table><tr id='r1'><td id='c1'>1</td></tr><tr id='r2'><td id='c2a'/>"
+    "<td id='c2b'/></tr><tr id='r3'><td id='c3'/><b id='b3'/></tr></table>"
+    "<div><p id='p1'/><span/></div><p id='p2'/></body></html>";
+
+TEST(NodePath, FindNodeCountsOccurrencesAmongTheStartAndItsFollowingSiblings) {
+  // clang-format off
+  const char* const cases[][2] = {
+      {"tr-3", "r3"}, {"tr-1", "r1"}, {"tr", "r1"}, {"tr-4", "null"}, {"tr-2/td", "c2a"},
+      {"tr-2/b", "b3"}, {"tr-2/td-2", "c2b"}, {"td-2", "c2b"}, {"td-3", "null"},
+      {"tr\\td", "c1"}, {"body/tr-3\\td", "c3"}, {"tr-0", "null"}, {"tr--1", "null"},
+      {"tr-", "null"}, {"tr-99999999999999999999", "null"}, {"tr-4294967297", "null"}};
+  // clang-format on
+  ParsedXml xml(kTable);
+  for (const auto& c : cases) EXPECT_EQ(c[1], Id(xml.FindNode(xml.Root(), c[0]))) << c[0];
+  EXPECT_EQ(nullptr, xml.FindNode(nullptr, "tr"));
+  // Through the lookup rule only an indexed path takes the first match.
+  EXPECT_CODE(KAV_OK, xml.SetNodeAttribute("tr", "id", "newest"));
+  EXPECT_CODE(KAV_OK, xml.SetNodeAttribute("tr-1", "id", "first"));
+  EXPECT_EQ("newest", Id(xml.FindNode(xml.Root(), "tr-3")));
+  EXPECT_EQ("first", Id(xml.FindNode(xml.Root(), "tr")));
+  // A missing occurrence among many siblings is found missing in one pass.
+  std::string rows;
+  for (int i = 1; i <= 60; ++i) rows += "<tr id='r" + std::to_string(i) + "'><td/><td/></tr>";
+  ParsedXml many("<table>" + rows + "</table>");
+  EXPECT_EQ("r60", Id(many.FindNode(many.Root(), "tr-60")));
+  EXPECT_EQ("null", Id(many.FindNode(many.Root(), "tr-61")));
+  EXPECT_EQ("null", Id(many.FindNode(many.Root(), "tr-30/td-3")));
+}
+
+TEST(NodePath, FindLastNodeTakesTheNewestMatchOrAShortcutFromTheLastFound) {
+  const char* const cases[][2] = {{"tr", "r3"},     {"tr/td", "c3"}, {"table/tr\\td", "c3"},
+                                  {"tr\\td", "c3"}, {"div/p", "p1"}, {"p", "p2"},
+                                  {"nope", "null"}};
+  for (const auto& c : cases) {
+    ParsedXml fresh(kTable);  // no earlier answer to start from
+    EXPECT_EQ(c[1], Id(fresh.FindLastNode(fresh.Root(), c[0]))) << c[0];
+  }
+  ParsedXml xml(kTable);
+  xmlNode* div = xml.FindNode(xml.Root(), "div");
+  EXPECT_EQ("c2a", Id(xml.FindLastNode(xml.FindNode(xml.Root(), "tr-2/td"), "td")));
+  EXPECT_EQ("c2b", Id(xml.FindLastNode(xml.Root(), "td")));  // next sibling, not the newest
+  EXPECT_EQ("c2b", Id(xml.FindLastNode(xml.Root(), "td")));  // itself
+  EXPECT_EQ("r2", Id(xml.FindLastNode(xml.Root(), "tr")));   // its parent
+  EXPECT_EQ("r3", Id(xml.FindLastNode(div, "tr")));          // outside the subtree of div
+  EXPECT_EQ("p1", Id(xml.FindLastNode(div, "p")));           // no shortcut fits
+  // A next sibling of another name sends the search from the start at once.
+  EXPECT_EQ("p2", Id(xml.FindLastNode(xml.Root(), "p")));
+}
+
+TEST(TextEscaping, PercentEncodingDecodesOnlyTheReservedCharacters) {
+  // clang-format off
+  const char* const cases[][2] = {
+      {"My%20File%2Ehtml", "My File%2Ehtml"}, {"a%2fb%2Fc", "a/b/c"}, {"100%25", "100%25"},
+      {"%2520", "%2520"}, {"", ""}, {"end%", "end%"}, {"end%2", "end%2"},
+      {"%21%23%24%26%27%28%29%2A%2b%2C%3A%3b%3D%3f%40%5B%5d", "!#$&'()*+,:;=?@[]"},
+      {"%22%3C%3E%C3%A9", "%22%3C%3E%C3%A9"}};
+  // clang-format on
+  for (const auto& c : cases) {
+    std::string text = c[0];
+    EXPECT_EQ(&text, &XMLBase::PercentEncoding(text));
+    EXPECT_EQ(c[1], text) << c[0];
+  }
+}
+
+TEST(TextEscaping, ReplaceStringWorksFromTheEndAndNeverRescansInsertedText) {
+  struct {
+    const char *input, *pattern;
+    int length;
+    const char *replacement, *expected;
+  } const cases[] = {{"aaaa", "aa", 2, "b", "bb"},  {"aaaa", "a", 1, "aa", "aaaaaaaa"},
+                     {"xyz", "q", 1, "r", "xyz"},   {"abcabc", "b", 2, "X", "aXaX"},
+                     {"abc", "a", 0, "_", "_abc"},  {"abc", "b", -1, "Z", "aZ"},
+                     {"a.b", ".", 1, nullptr, "ab"}};
+  for (const auto& c : cases) {
+    std::string text = c.input;
+    EXPECT_EQ(&text, &XMLBase::ReplaceString(text, c.pattern, c.length, c.replacement));
+    EXPECT_EQ(c.expected, text) << c.input << " " << c.pattern;
+  }
+}
+
+TEST(MobiHtmlLinks, ReferencesAreRewrittenInPlace) {
+  const std::string cover = "<html><body><image src=\"c\"/><p><image src=\"d\"/></p></body></html>";
+  const std::string page = "<html><body><p>a</p></body></html>";
+  struct {
+    std::string html;
+    std::vector<std::string> images;
+    std::string expected;  // the element tree, the third line of the file
+  } const cases[] = {
+      {"<html><body><p><img recindex=\"1\" alt=\"x\"><img recindex=\"00001\"><img recindex=\"2\">"
+       "<img recindex=\"-1\"><img src=\"k.png\" alt=\"k\"><img recindex=\"abc\"></p></body></html>",
+       {"a.png", "b.png"},
+       "<html><body><p><img src=\"b.png\"/><img src=\"b.png\"/><img src=\"k.png\" alt=\"k\"/>"
+       "<img src=\"a.png\"/></p></body></html>"},
+      {cover, {"c.jpg"}, "<html><body><img src=\"c.jpg\"/><p><image src=\"d\"/></p></body></html>"},
+      {cover, {"", "x.png"}, "<html><body><p><image src=\"d\"/></p></body></html>"},
+      {page + "<html><body><p>b</p></body></html><html><p>c</p></html>", {"x.png"}, page}};
+  for (const auto& c : cases) {
+    kavtest::TempDir dir;
+    kavtest::WriteFile(dir / "page.html", c.html);
+    std::vector<std::string> images = c.images;
+    EXPECT_CODE(KAV_OK, XMLBase::MobiHtmlProcess((dir / "page.html").c_str(), "UTF-8", images));
+    EXPECT_EQ(c.images, images);
+    const auto lines = kavtest::Lines(kavtest::ReadFile(dir / "page.html"));
+    ASSERT_GE(lines.size(), 3u) << c.html;
+    EXPECT_EQ(c.expected, lines[2]) << c.html;
+  }
+}
+
+TEST(MobiHtmlLinks, FileStaysByteForByteWhenNothingIsOrCanBeWritten) {
+  kavtest::TempDir dir;
+  const std::string html = "<html>\n<body><img recindex=\"1\"></body></html>\n";
+  const std::string path = dir / "page.html";
+  kavtest::WriteFile(path, html);
+  std::vector<std::string> none, images = {"a.png", "b.png"};
+  testing::internal::CaptureStderr();
+  EXPECT_CODE(KAV_OK, XMLBase::MobiHtmlProcess(path.c_str(), "UTF-8", none));
+  EXPECT_CODE(KAV_ERR_MOBI_HTML_SAVE, XMLBase::MobiHtmlProcess(path.c_str(), "no-such", images));
+  EXPECT_CODE(KAV_ERR_MISSING, XMLBase::MobiHtmlProcess((dir / "no.html").c_str(), "", images));
+  EXPECT_CODE(KAV_ERR_MISSING, XMLBase::MobiHtmlProcess(dir.path().c_str(), "UTF-8", images));
+  EXPECT_EQ("", testing::internal::GetCapturedStderr());
+  EXPECT_EQ(html, kavtest::ReadFile(path));
 }
 
 }  // namespace

@@ -5,14 +5,10 @@
 #include <stdio.h>
 
 int main(int argc, char** argv) {
-  if (argc != 3) return 2;
-  void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
-  if (library == NULL) {
-    fprintf(stderr, "%s\n", dlerror());
+  void* library = argc == 3 ? dlopen(argv[1], RTLD_NOW | RTLD_LOCAL) : NULL;
+  if (library == NULL || dlsym(library, argv[2]) == NULL) {
+    fprintf(stderr, "%s\n", argc == 3 ? dlerror() : "usage: probe LIBRARY SYMBOL");
     return 1;
   }
-  int found = dlsym(library, argv[2]) != NULL;
-  if (!found) fprintf(stderr, "%s\n", dlerror());
-  dlclose(library);
-  return found ? 0 : 1;
+  return dlclose(library) == 0 ? 0 : 1;
 }

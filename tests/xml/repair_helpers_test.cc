@@ -1,0 +1,87 @@
+// The helpers behind the repair walk's fast paths answer exactly as the
+// plain formulations they replace, and the clean-up keeps its depth bound
+// when libxml2's own limit is raised.
+#include <libxml/parserInternals.h>
+#include <libxml/tree.h>
+
+#include <string>
+
+#include "service/kav_result.h"
+#include "support/test_support.h"
+#include "xml/repair_nodes.h"
+#include "xml/tree_depth.h"
+#include "xml/xhtml1_strict_dtd.h"
+#include "xml/xhtml_name_lists.h"
+#include "xml/xml_base.h"
+
+namespace {
+
+// Names chosen to hit list edges, fragments, bars and the empty name.
+TEST(NameLists, AnswerAsTheLiteralSubstringSearches) {
+  const std::string_view lists[] = {kav_xml::kAllowedNames,        kav_xml::kBlockNames,
+                                    kav_xml::kListContainerNames,  kav_xml::kHeadOnlyNames,
+                                    kav_xml::kEventAttributeNames, kav_xml::kImageExtensions};
+  const char* const names[] = {
+      "",   "|",    "||",    "body",     "text", "tml",    "ody",           "b",
+      "p",  "dir",  "ul|dl", "ul|",      "|ul",  "script", "style",         "onkeyup",
+      "on", ".gif", ".JPG",  "li|tbody", "x",    "|body|", "dd|dt|frameset"};
+  for (std::string_view list : lists) {
+    const std::string text(list);
+    for (const std::string name : names) {
+      EXPECT_EQ(text.find("|" + name + "|") != std::string::npos,
+                kav_xml::ListHasFramed(list, name))
+          << name << " in " << text;
+      EXPECT_EQ(text.find(name) != std::string::npos, kav_xml::ListHasBare(list, name))
+          << name << " in " << text;
+    }
+  }
+}
+
+// A value of one text node is read in place; any other shape (entity
+// references split it into several nodes) is built.
+TEST(AttrText, EqualsTheBuiltValue) {
+  xmlDoc* doc = xmlNewDoc(BAD_CAST "1.0");
+  xmlNode* node = xmlNewDocNode(doc, nullptr, BAD_CAST "p", nullptr);
+  xmlDocSetRootElement(doc, node);
+  for (const char* value : {"plain", "", "a&amp;b", "a&unknown;b", "&#65;&lt;", "&x;", "x&y;"}) {
+    xmlAttr* attr = xmlNewDocProp(doc, BAD_CAST "title", BAD_CAST value);
+    attr->parent = node;
+    node->properties = attr;
+    std::string storage;
+    EXPECT_EQ(kav_xml::AttrValue(attr), kav_xml::AttrText(attr, &storage)) << value;
+    xmlRemoveProp(attr);
+  }
+  xmlFreeDoc(doc);
+}
+
+TEST(HtmlDepth, RaisedParserLimitStillGivesTheBoundedTree) {
+  kavtest::TempDir dir;
+  kavtest::WriteFile(dir / "strict.dtd", kXhtml1StrictDtd[0]);
+  std::string html;
+  for (int i = 0; i < 5000; ++i) html += "<div>";
+  kavtest::WriteFile(dir / "deep.html", html + "deep");
+  // The process-wide limit comes back however the test ends.
+  struct LimitRestorer {
+    unsigned int saved = xmlParserMaxDepth;
+    ~LimitRestorer() { xmlParserMaxDepth = saved; }
+  } restorer;
+  for (unsigned int limit : {restorer.saved, 100000u}) {
+    xmlParserMaxDepth = limit;
+    XMLBase page;
+    ASSERT_CODE(KAV_OK, page.Init());
+    EXPECT_CODE(KAV_OK, page.HtmlProcess((dir / "deep.html").c_str(), dir.path().c_str(), "T",
+                                         (dir / "strict.dtd").c_str()));
+    EXPECT_CODE(KAV_OK, page.SaveFile((dir / "deep.xhtml").c_str()));
+    // The parser's own limit keeps some 256 levels, the bound at most 512.
+    const std::string savedPage = kavtest::ReadFile(dir / "deep.xhtml");
+    size_t divs = 0;
+    for (size_t at = savedPage.find("<div>"); at != std::string::npos;
+         at = savedPage.find("<div>", at + 1)) {
+      ++divs;
+    }
+    EXPECT_GE(static_cast<size_t>(kav_xml::kMaxTreeDepth), divs) << limit;
+    EXPECT_LT(200u, divs) << limit;
+  }
+}
+
+}  // namespace
