@@ -1,5 +1,7 @@
 // kav-epub: makes EPUB books from text, HTML and MOBI files.
 
+#include <malloc.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -12,6 +14,11 @@
 #include "service/kav_epub.h"
 
 namespace {
+
+// Blocks below this size come from the heap instead of their own mapping.
+constexpr int kHeapBlockLimit = 4 << 20;
+// Free memory at the top of the heap up to this size is kept, not returned.
+constexpr int kKeptFreeHeap = 64 << 20;
 
 struct Command {
   const char* name;
@@ -61,6 +68,14 @@ void PrintVersion() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // A conversion frees memory in large blocks and soon asks for it again:
+  // each page's document once the page is saved, and the compressor state of
+  // the packer (some 400 KB, partly in blocks at glibc's mmap threshold)
+  // after every file it packs. By default glibc hands such memory back to the
+  // system at once, and the next page or file faults it in afresh, which
+  // costs more than packing a small page. Keep it in the heap instead.
+  mallopt(M_MMAP_THRESHOLD, kHeapBlockLimit);
+  mallopt(M_TRIM_THRESHOLD, kKeptFreeHeap);
   if (argc < 2) {
     PrintHelp(stderr);
     return kavcli::kExitUsage;

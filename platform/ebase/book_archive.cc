@@ -6,6 +6,9 @@
 #include <memory>
 #include <optional>
 
+#include "platform/ebase/archive_output.h"
+#include "platform/ebase/book_files.h"
+
 namespace kav_ebase {
 
 const char kMimetypeName[] = "mimetype";
@@ -18,12 +21,11 @@ constexpr zip_uint32_t kDeflateLevel = 6;
 // modification time; a fixed time here makes books reproducible byte for byte.
 std::optional<time_t> FixedEntryTime() { return std::nullopt; }
 
-// Adds bookDir/relative as entry `relative`. The file is read only when the
-// archive is closed.
-bool AddFile(zip_t* archive, const std::string& bookDir, const std::string& relative,
-             zip_int32_t method, zip_uint32_t level) {
-  const std::string path = bookDir + "/" + relative;
-  zip_source_t* source = zip_source_file_create(path.c_str(), 0, -1, nullptr);
+// Adds the book file relative as entry `relative`. The file is read only
+// when the archive is closed.
+bool AddFile(zip_t* archive, BookFiles* files, const std::string& relative, zip_int32_t method,
+             zip_uint32_t level) {
+  zip_source_t* source = files->CreateSource(relative, nullptr);
   if (source == nullptr) return false;
   const zip_int64_t index = zip_file_add(archive, relative.c_str(), source, 0);
   if (index < 0) {
@@ -36,15 +38,15 @@ bool AddFile(zip_t* archive, const std::string& bookDir, const std::string& rela
   return !fixedTime || zip_file_set_mtime(archive, entry, *fixedTime, 0) == 0;
 }
 
-bool AddAllFiles(zip_t* archive, const std::string& bookDir,
+bool AddAllFiles(zip_t* archive, BookFiles* files, const std::string& mimetype,
                  const std::vector<std::string>& contentFiles) {
   // Readers find the book type by the bytes "mimetypeapplication/epub+zip"
   // at offset 30: the first entry, uncompressed, without extra fields.
   // libzip gives a new entry none as long as its size is known up front,
-  // which a file source's is.
-  if (!AddFile(archive, bookDir, kMimetypeName, ZIP_CM_STORE, 0)) return false;
+  // which a book file source's is.
+  if (!AddFile(archive, files, mimetype, ZIP_CM_STORE, 0)) return false;
   for (const std::string& relative : contentFiles) {
-    if (!AddFile(archive, bookDir, relative, ZIP_CM_DEFLATE, kDeflateLevel)) return false;
+    if (!AddFile(archive, files, relative, ZIP_CM_DEFLATE, kDeflateLevel)) return false;
   }
   return true;
 }
@@ -53,12 +55,23 @@ bool AddAllFiles(zip_t* archive, const std::string& bookDir,
 
 bool WriteBookArchive(const std::string& bookDir, const std::vector<std::string>& contentFiles,
                       const std::string& archivePath) {
+  // Both outlive the archive, whose sources call into them until it is
+  // closed or discarded.
+  ArchiveOutput output(archivePath);
+  const std::string mimetype = kMimetypeName;
+  BookFiles files(bookDir, contentFiles.size() + 1);
+
+  zip_source_t* outputSource = output.CreateSource(nullptr);
+  if (outputSource == nullptr) return false;
+  zip_t* opened = zip_open_from_source(outputSource, ZIP_CREATE | ZIP_TRUNCATE, nullptr);
+  if (opened == nullptr) {
+    zip_source_free(outputSource);  // still ours when the open failed
+    return false;
+  }
   // Discarded on every way out but a successful close, which frees it.
-  std::unique_ptr<zip_t, void (*)(zip_t*)> archive(
-      zip_open(archivePath.c_str(), ZIP_CREATE | ZIP_TRUNCATE, nullptr), zip_discard);
-  if (!archive || !AddAllFiles(archive.get(), bookDir, contentFiles)) return false;
-  // zip_close writes through a temporary file of its own, removed again when
-  // writing fails.
+  std::unique_ptr<zip_t, void (*)(zip_t*)> archive(opened, zip_discard);
+  if (!AddAllFiles(archive.get(), &files, mimetype, contentFiles)) return false;
+  // On failure the file holds a partial archive; the caller removes it.
   if (zip_close(archive.get()) != 0) return false;
   archive.release();
   return true;

@@ -5,14 +5,17 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <zip.h>
 
-#include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "support/test_support.h"
 
 namespace {
+
+using Strings = std::vector<std::string>;
 
 class PackBookTest : public ::testing::Test {
  protected:
@@ -40,9 +43,9 @@ TEST_F(PackBookTest, ReplacesOutputWithStoredMimetypeFirstThenSortedDeflatedCopi
   const int code = Kav_CreateEpubFromDir(book.c_str(), epub.c_str());
   umask(oldMask);
   ASSERT_CODE(0, code);
-  const std::vector<std::string> order = {"mimetype",           "META-INF/container.xml",
-                                          "OEBPS/images-a.css", "OEBPS/images/sub/x.png",
-                                          "OEBPS/page-10.html", "OEBPS/page-2.html"};
+  const Strings order = {"mimetype",           "META-INF/container.xml",
+                         "OEBPS/images-a.css", "OEBPS/images/sub/x.png",
+                         "OEBPS/page-10.html", "OEBPS/page-2.html"};
   const std::vector<kavtest::ZipEntry> entries = kavtest::ReadZip(epub);
   ASSERT_EQ(order.size(), entries.size());
   for (size_t i = 0; i < order.size(); ++i) {
@@ -50,23 +53,40 @@ TEST_F(PackBookTest, ReplacesOutputWithStoredMimetypeFirstThenSortedDeflatedCopi
     EXPECT_EQ(i == 0, entries[i].stored) << order[i];
     EXPECT_EQ(kavtest::ReadFile(book + "/" + order[i]), entries[i].data) << order[i];
   }
-  const std::string bytes = kavtest::ReadFile(epub);
-  EXPECT_EQ(std::string("\0\0", 2), bytes.substr(28, 2)) << "mimetype has an extra field";
-  EXPECT_EQ("mimetypeapplication/epub+zip", bytes.substr(30, 28));
+  // Right after the first local header: no extra field before the data.
+  EXPECT_EQ("mimetypeapplication/epub+zip", kavtest::ReadFile(epub).substr(30, 28));
   EXPECT_EQ(0, system(("unzip -tq '" + epub + "' >/dev/null").c_str()));
   struct stat st;
   ASSERT_EQ(0, stat(epub.c_str(), &st));
   EXPECT_EQ(0644u, st.st_mode & 0777) << "not the mode of a new file under umask 022";
-  EXPECT_EQ(std::vector<std::string>{"b.epub"}, kavtest::ListFiles(out)) << "temporary left";
+  EXPECT_EQ(Strings{"b.epub"}, kavtest::ListFiles(out)) << "temporary left";
 }
 
-TEST_F(PackBookTest, BadInputGivesCodeAndWritesNothing) {
+// Packs in a child whose files may not grow past 256 bytes, so writing fails
+// halfway even for root; the result comes back modulo 256.
+int PackWithFileSizeLimit(const std::string& book, const std::string& epub) {
+  const pid_t child = fork();
+  if (child == 0) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit small = {256, 256};
+    setrlimit(RLIMIT_FSIZE, &small);
+    _exit(Kav_CreateEpubFromDir(book.c_str(), epub.c_str()) % 256);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(PackBookTest, FailuresGiveTheirCodeKeepEarlierOutputAndLeaveNoTemporary) {
   kavtest::MakeDirs(tmp / "nomime/OEBPS");
   kavtest::WriteFile(tmp / "nomime/OEBPS/p.html", "p");
   kavtest::MakeDirs(tmp / "mimedir/mimetype");
+  kavtest::MakeDirs(out + "/d.epub/keep");  // a directory cannot be renamed over
   // A read-only directory stops everyone but root; root cannot create files in /proc.
-  chmod(out.c_str(), 0555);
-  const std::string readOnly = geteuid() == 0 ? "/proc/b.epub" : epub;
+  kavtest::MakeDirs(tmp / "ro");
+  chmod((tmp / "ro").c_str(), 0555);
+  const std::string readOnly = geteuid() == 0 ? "/proc/b.epub" : tmp / "ro/b.epub";
+  kavtest::WriteFile(epub, "an older book");
   const struct {
     std::string bookDir, epubPath;
     int code;
@@ -79,6 +99,7 @@ TEST_F(PackBookTest, BadInputGivesCodeAndWritesNothing) {
       {tmp / "mimedir", epub, KAV_EBASE_ERR_NO_MIMETYPE},
       {book, tmp / "none/b.epub", KAV_EBASE_ERR_OUTPUT},
       {book, readOnly, KAV_EBASE_ERR_OUTPUT},
+      {book, out + "/d.epub", KAV_EBASE_ERR_RENAME},
   };
   for (const auto& c : cases) {
     EXPECT_CODE(c.code, Kav_CreateEpubFromDir(c.bookDir.c_str(), c.epubPath.c_str()))
@@ -86,38 +107,57 @@ TEST_F(PackBookTest, BadInputGivesCodeAndWritesNothing) {
   }
   EXPECT_CODE(KAV_EBASE_ERR_ARGUMENT, Kav_CreateEpubFromDir(nullptr, epub.c_str()));
   EXPECT_CODE(KAV_EBASE_ERR_ARGUMENT, Kav_CreateEpubFromDir(book.c_str(), nullptr));
-  EXPECT_TRUE(kavtest::ListFiles(out).empty());
-}
-
-// Packs in a child whose files may not grow past limit bytes, so writing fails
-// halfway even for root; the result comes back modulo 256 as the exit status.
-int PackWithFileSizeLimit(const std::string& book, const std::string& epub, rlim_t limit) {
-  const pid_t child = fork();
-  if (child == 0) {
-    signal(SIGXFSZ, SIG_IGN);
-    const rlimit small = {limit, limit};
-    setrlimit(RLIMIT_FSIZE, &small);
-    _exit(Kav_CreateEpubFromDir(book.c_str(), epub.c_str()) % 256);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-TEST_F(PackBookTest, FailureKeepsEarlierOutputAndLeavesNoTemporary) {
-  std::string noise(256 * 1024, '\0');  // pseudo-random, so deflate cannot shrink it
-  uint32_t state = 1;
-  for (char& c : noise) c = static_cast<char>((state = state * 1664525u + 1013904223u) >> 24);
-  kavtest::WriteFile(book + "/OEBPS/images/big.bin", noise);
-  kavtest::WriteFile(epub, "an older book");
-  EXPECT_CODE(KAV_EBASE_ERR_ARCHIVE % 256, PackWithFileSizeLimit(book, epub, 64 * 1024));
+  EXPECT_CODE(KAV_EBASE_ERR_ARCHIVE % 256, PackWithFileSizeLimit(book, epub));
   EXPECT_EQ("an older book", kavtest::ReadFile(epub));
-  // A directory in the target's place cannot be renamed over.
-  const std::string dirTarget = out + "/d.epub";
-  kavtest::MakeDirs(dirTarget + "/keep");
-  EXPECT_CODE(KAV_EBASE_ERR_RENAME, Kav_CreateEpubFromDir(book.c_str(), dirTarget.c_str()));
-  EXPECT_TRUE(kavtest::IsDir(dirTarget + "/keep"));
-  EXPECT_EQ(std::vector<std::string>{"b.epub"}, kavtest::ListFiles(out));
+  EXPECT_TRUE(kavtest::IsDir(out + "/d.epub/keep"));
+  EXPECT_EQ(Strings{"b.epub"}, kavtest::ListFiles(out));
+  EXPECT_TRUE(kavtest::ListFiles(tmp / "ro").empty());
+}
+
+// Bigger than the writer's buffer once deflated, so its header is rewritten
+// after the data has gone to the file; the empty and the read-only file keep
+// their Unix modes, read-only ones with the DOS read-only bit as well.
+TEST_F(PackBookTest, LargeEmptyAndReadOnlyFilesKeepTheirBytesAndModes) {
+  std::string noise(1 << 20, '\0');
+  unsigned int state = 12345;
+  for (char& c : noise) {
+    state = state * 1103515245u + 12345u;
+    c = static_cast<char>(state >> 24);
+  }
+  kavtest::WriteFile(book + "/OEBPS/images/noise.bin", noise);
+  kavtest::WriteFile(book + "/OEBPS/empty.html", "");
+  kavtest::WriteFile(book + "/OEBPS/fixed.css", "p {}");
+  ASSERT_EQ(0, chmod((book + "/OEBPS/fixed.css").c_str(), 0444));
+  ASSERT_CODE(0, Kav_CreateEpubFromDir(book.c_str(), epub.c_str()));
+  EXPECT_EQ(0, system(("unzip -tq '" + epub + "' >/dev/null").c_str()));
+
+  std::map<std::string, std::string> data;
+  for (const kavtest::ZipEntry& entry : kavtest::ReadZip(epub)) data[entry.name] = entry.data;
+  EXPECT_EQ(noise, data["OEBPS/images/noise.bin"]);
+  EXPECT_EQ("", data["OEBPS/empty.html"]);
+  EXPECT_EQ("p {}", data["OEBPS/fixed.css"]);
+
+  zip_t* archive = zip_open(epub.c_str(), ZIP_RDONLY, nullptr);
+  ASSERT_NE(nullptr, archive);
+  const struct {
+    const char* name;
+    zip_uint32_t attributes;
+  } modes[] = {
+      {"OEBPS/images/noise.bin", (S_IFREG | 0644u) << 16},
+      {"OEBPS/empty.html", (S_IFREG | 0644u) << 16},
+      {"OEBPS/fixed.css", ((S_IFREG | 0444u) << 16) | 1u},
+  };
+  for (const auto& mode : modes) {
+    const zip_int64_t index = zip_name_locate(archive, mode.name, 0);
+    zip_uint8_t system = 0;
+    zip_uint32_t attributes = 0;
+    ASSERT_EQ(0, zip_file_get_external_attributes(archive, static_cast<zip_uint64_t>(index), 0,
+                                                  &system, &attributes))
+        << mode.name;
+    EXPECT_EQ(ZIP_OPSYS_UNIX, system) << mode.name;
+    EXPECT_EQ(mode.attributes, attributes) << mode.name;
+  }
+  zip_discard(archive);
 }
 
 }  // namespace
