@@ -2,7 +2,9 @@
 
 #include "builder/book_paths.h"
 #include "builder/epub_base.h"
+#include "builder/line_text.h"
 #include "fileutil/file_util.h"
+#include "platform/tool/kav_tool.h"
 #include "service/kav_result.h"
 
 int EpubBase::StartPage() {
@@ -15,21 +17,20 @@ int EpubBase::StartPage() {
 }
 
 int EpubBase::AddTextLineToPage(const char* line) {
-  std::string text;
-  int r = LineProc(line, text, prevIndent, prevLineLen, maxLineLen);
+  // LineProc in two steps, so that the line's text goes straight into the
+  // paragraph: an empty line changes nothing.
+  if (KavIsStrNullOrEmpty(line) != 0) return KAV_ERR_EMPTY_LINE;
+  int r = kav_builder::ClassifyLine(line, prevIndent, prevLineLen, maxLineLen);
   if (r == 1) {
     if (pageFile == nullptr) return KAV_ERR_NO_PAGE_FOR_TEXT;
-    // The gathered paragraph is written even when it is empty.
+    // The gathered paragraph is written even when it is empty. When that
+    // fails, it stays as it was and the new line's text is dropped.
     int written = pageFile->AddTextLineToHtml(paraText.c_str());
     if (written != 0) return written;
-    paraText = text;
-    return KAV_OK;
+    paraText.clear();
   }
-  if (r == 0) {
-    paraText += text;
-    return KAV_OK;
-  }
-  return r;
+  kav_builder::AppendLineText(paraText, line);
+  return KAV_OK;
 }
 
 int EpubBase::AddFormToPage(const char* text, FormOperator op) {

@@ -3,8 +3,8 @@
 
 #include "xml/xml_base.h"
 
-// The attribute records of one element, zeroed and linked in the order they
-// are added, which is the order they are written in. Values go through
+// The attribute records of one element, each zeroed and linked in the order
+// they are added, which is the order they are written in. Values go through
 // SetAttrInfo, so an overlong name or value is cut instead of overflowing.
 class AttrChain {
  public:
@@ -16,6 +16,7 @@ class AttrChain {
   AttrChain& Add(const char* name, const char* value) {
     if (count_ == kCapacity) return *this;
     XMLAttrInfo* record = &records_[count_];
+    *record = XMLAttrInfo{};
     SetAttrInfo(record, name, value != nullptr ? value : "", nullptr);
     if (count_ > 0) records_[count_ - 1].next = record;
     ++count_;
@@ -26,7 +27,9 @@ class AttrChain {
   XMLAttrInfo* head() { return count_ > 0 ? &records_[0] : nullptr; }
 
  private:
-  XMLAttrInfo records_[kCapacity] = {};
+  // Each record is zeroed when it is taken into use; most elements carry
+  // one or two attributes, and a page adds one per paragraph.
+  XMLAttrInfo records_[kCapacity];
   int count_ = 0;
 };
 

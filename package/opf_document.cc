@@ -2,7 +2,9 @@
 
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <string>
+#include <string_view>
 
 #include "package/attr_chain.h"
 #include "package/document_text.h"
@@ -104,8 +106,11 @@ int XMLFile::AddRecordToOpf(const char* fileName) {
   ++recordCount;
   if (fileName == nullptr) return KAV_OK;
 
-  for (auto it = opfRecords.rbegin(); it != opfRecords.rend(); ++it) {
-    if (std::strcmp(it->c_str(), fileName) == 0) return KAV_OK;
+  const std::size_t hash = std::hash<std::string_view>{}(fileName);
+  if (!opfRecordHashes.insert(hash).second) {
+    for (auto it = opfRecords.rbegin(); it != opfRecords.rend(); ++it) {
+      if (std::strcmp(it->c_str(), fileName) == 0) return KAV_OK;
+    }
   }
   opfRecords.push_back(fileName);
 

@@ -1,7 +1,9 @@
 #ifndef KAV_EPUB_PACKAGE_XML_FILE_H_
 #define KAV_EPUB_PACKAGE_XML_FILE_H_
 
+#include <cstddef>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "service/kav_export.h"
@@ -59,6 +61,10 @@ class KAV_EXPORT XMLFile {
   std::vector<std::string> opfRecords;
   int navOrder;
   int recordCount;
+  // Hashes of the names in opfRecords. A name whose hash is not here cannot
+  // be a repeat, so a long book does not compare every name with every one
+  // before it; the byte-for-byte scan runs only on a hash match.
+  std::unordered_set<std::size_t> opfRecordHashes;
 };
 
 #endif  // KAV_EPUB_PACKAGE_XML_FILE_H_

@@ -2,7 +2,9 @@
 // has no "/"), each optionally followed by "-N" for the N-th occurrence.
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/tool/kav_tool.h"
@@ -74,6 +76,21 @@ xmlNode* SearchNewestFirst(xmlNode* start, const std::vector<std::string>& segme
   return nullptr;
 }
 
+// The same search for a path of one segment, the builders' usual kind: the
+// first node named name when start and each subtree are tested before their
+// descendants and children are taken newest first. Nothing is allocated.
+xmlNode* SearchNameNewestFirst(xmlNode* start, const xmlChar* name) {
+  if (NameIs(start, name)) return start;
+  for (xmlNode* child = LastChild(start); child != nullptr; child = child->prev) {
+    xmlNode* found = SearchNameNewestFirst(child, name);
+    if (found != nullptr) return found;
+  }
+  return nullptr;
+}
+
+// True when the path is one segment: it holds neither separator.
+bool IsSingleSegment(const char* path) { return std::strpbrk(path, "/\\") == nullptr; }
+
 }  // namespace
 
 xmlNode* XMLBase::FindNode(xmlNode* start, const char* path) {
@@ -134,26 +151,27 @@ xmlNode* XMLBase::FindNode(xmlNode* start, const char* path) {
 xmlNode* XMLBase::FindLastNode(xmlNode* start, const char* path) {
   if (KavIsStrNullOrEmpty(path) || start == nullptr) return nullptr;
 
-  const PathSplit split = SplitPath(path);
-  const kav_xml::XmlString head(split.head.c_str());
+  // A path of one segment is its own head; it is compared as it stands.
+  const bool single = IsSingleSegment(path);
+  const xmlChar* name = BAD_CAST path;
 
   // The builders mostly ask again for the element they just found, for its
   // next sibling or for its parent; those answers need no search, even when
   // they lie outside the subtree of start.
-  if (lastFound != nullptr && !split.hasRest) {
+  if (lastFound != nullptr && single) {
     if (lastFound->next != nullptr) {
-      if (NameIs(lastFound->next, head.get())) {
+      if (NameIs(lastFound->next, name)) {
         lastFound = lastFound->next;
         return lastFound;
       }
-    } else if (NameIs(lastFound, head.get())) {
+    } else if (NameIs(lastFound, name)) {
       return lastFound;
     } else if (lastFound->parent != nullptr) {
-      if (NameIs(lastFound->parent, head.get())) {
+      if (NameIs(lastFound->parent, name)) {
         lastFound = lastFound->parent;
         return lastFound;
       }
-    } else if (lastFound->last != nullptr && NameIs(lastFound->last, head.get())) {
+    } else if (lastFound->last != nullptr && NameIs(lastFound->last, name)) {
       lastFound = lastFound->last;
       return lastFound;
     }
@@ -161,18 +179,21 @@ xmlNode* XMLBase::FindLastNode(xmlNode* start, const char* path) {
 
   // Full search: a node before its descendants, newest child first.
   lastFound = nullptr;
-  const bool remembered = start == root && !split.hasRest;
+  if (!single) {
+    lastFound = SearchNewestFirst(start, Segments(path), 0);
+    return lastFound;
+  }
+  const bool remembered = start == root;
   if (remembered) {
-    auto known = rootSearches.find(split.head);
+    auto known = rootSearches.find(std::string_view(path));
     if (known != rootSearches.end()) {
       lastFound = known->second;
       return lastFound;
     }
   }
-  const std::vector<std::string> segments = Segments(path);
-  xmlNode* found = SearchNewestFirst(start, segments, 0);
+  xmlNode* found = SearchNameNewestFirst(start, name);
   lastFound = found;
-  if (remembered) rootSearches[split.head] = found;
+  if (remembered) rootSearches.emplace(path, found);
   return found;
 }
 
