@@ -3,6 +3,7 @@
 
 #include <set>
 #include <string>
+#include <vector>
 
 #include "package/xml_file.h"
 #include "service/kav_export.h"
@@ -61,7 +62,9 @@ class KAV_EXPORT EpubBase {
   int GenerateEpub(const char* outputPath);
 
  private:
-  int ImportHtml(const char* srcPath, const char* destPath);
+  // Imports one page; on success refs receives what it refers to, in the
+  // order the walk follows them.
+  int ImportHtml(const char* srcPath, const char* destPath, std::vector<std::string>* refs);
 
   XMLFile* opfFile;
   XMLFile* ncxFile;

@@ -36,6 +36,22 @@ std::string AfterLast(const std::string& text, char separator) {
   return pos == std::string::npos ? text : text.substr(pos + 1);
 }
 
+// References are looked up in the directory part of the page's path, which
+// is empty for a bare file name.
+std::string SourceDirOf(const std::string& src) {
+  std::string name;
+  std::string dir;
+  GetFileOrDirFromPath(src.c_str(), name, dir);
+  return dir;
+}
+
+// What a page refers to is stored beside it: up to and including the last
+// "/" of its destination, or nothing without one.
+std::string DestDirOf(const std::string& dest) {
+  size_t slash = dest.rfind('/');
+  return slash == std::string::npos ? std::string() : dest.substr(0, slash + 1);
+}
+
 }  // namespace
 
 int EpubBase::AddHTHLToEpub(const char* htmlPath) {
@@ -51,32 +67,66 @@ int EpubBase::GenerateNewHtml(const char* srcPath, const char* destPath) {
   // references to it (through any relative path) add nothing. The top page
   // is stored as page-N.html, so a page linking back to it imports it once
   // more under its own name; that keeps the back link pointing at a page.
+  //
+  // The walk is depth first: a referenced page is imported, with all it
+  // refers to, before the next reference of the page that named it. It
+  // keeps its own stack rather than recursing, so a long chain of pages
+  // cannot exhaust the thread's stack, and only one page document is held
+  // in memory at a time.
+  struct OpenPage {
+    std::vector<std::string> refs;
+    size_t next;
+    std::string srcDir;
+    std::string destDir;
+  };
+  std::vector<OpenPage> walk;
+  auto importPage = [this, &walk](const std::string& src, const std::string& dest) {
+    OpenPage page{{}, 0, SourceDirOf(src), DestDirOf(dest)};
+    int r = ImportHtml(src.c_str(), dest.c_str(), &page.refs);
+    if (r == 0 && !page.refs.empty()) walk.push_back(std::move(page));
+    return r;
+  };
+
   importedFiles.clear();
-  int r = ImportHtml(srcPath, destPath);
+  int r = importPage(srcPath != nullptr ? srcPath : "", destPath != nullptr ? destPath : "");
+  while (!walk.empty()) {
+    OpenPage& page = walk.back();
+    if (page.next == page.refs.size()) {
+      walk.pop_back();
+      continue;
+    }
+    const std::string reference = page.refs[page.next++];
+    const std::string srcRes = page.srcDir + "/" + reference;
+    const std::string destRes = page.destDir + AfterLast(reference, '/');
+    size_t extDot = srcRes.rfind('.');
+    std::string ext = extDot == std::string::npos ? srcRes : srcRes.substr(extDot + 1);
+    // Failures below the top page are ignored and the walk goes on.
+    if (std::string(kPageExtensions).find(ext) != std::string::npos) {
+      importPage(srcRes, destRes);  // may grow walk: page is not used after this
+    } else if (importedFiles.insert(ImportKey(srcRes, destRes)).second) {
+      opfFile->AddRecordToOpf(AfterLast(reference, '/').c_str());
+      CopyFile(srcRes.c_str(), destRes.c_str());
+    }
+  }
   importedFiles.clear();
   return r;
 }
 
-int EpubBase::ImportHtml(const char* srcPath, const char* destPath) {
-  std::string src = srcPath != nullptr ? srcPath : "";
-  std::string dest = destPath != nullptr ? destPath : "";
+int EpubBase::ImportHtml(const char* srcPath, const char* destPath,
+                         std::vector<std::string>* refs) {
+  std::string src = srcPath;
+  std::string dest = destPath;
   if (!importedFiles.insert(ImportKey(src, dest)).second) return KAV_OK;
 
   std::string fileName = AfterLast(dest, '/');
   size_t dot = fileName.rfind('.');
   std::string stem = dot == std::string::npos ? fileName : fileName.substr(0, dot);
-  size_t slash = dest.rfind('/');
-  std::string destDir = slash == std::string::npos ? std::string() : dest.substr(0, slash + 1);
 
   XMLBase page;
   // Without a document nothing can be imported; that is not reported.
   if (page.Init() != 0) return KAV_OK;
 
-  std::string name;
-  std::string srcDir;
-  GetFileOrDirFromPath(src.c_str(), name, srcDir);
-
-  int r = page.HtmlProcess(src.c_str(), srcDir.c_str(), stem.c_str(), dtdPath.c_str());
+  int r = page.HtmlProcess(src.c_str(), SourceDirOf(src).c_str(), stem.c_str(), dtdPath.c_str());
   if (r != 0) return r;
   CreateFile(dest.c_str());
   page.SaveFile(dest.c_str());  // a failed save is not reported
@@ -88,22 +138,10 @@ int EpubBase::ImportHtml(const char* srcPath, const char* destPath) {
   if (r != 0) return r;
 
   // Everything the page refers to lands flat beside it under its own base
-  // name. Failures below this page are ignored and the walk goes on.
+  // name; the page document itself is no longer needed.
   while (char* ref = page.GetXhtmlExternSource()) {
-    std::string reference(ref);
+    refs->push_back(ref);
     free(ref);
-    std::string srcRes = srcDir + "/" + reference;
-    std::string base = AfterLast(reference, '/');
-    size_t extDot = srcRes.rfind('.');
-    std::string ext = extDot == std::string::npos ? srcRes : srcRes.substr(extDot + 1);
-    if (std::string(kPageExtensions).find(ext) == std::string::npos) {
-      if (importedFiles.insert(ImportKey(srcRes, destDir + base)).second) {
-        opfFile->AddRecordToOpf(base.c_str());
-        CopyFile(srcRes.c_str(), (destDir + base).c_str());
-      }
-    } else {
-      ImportHtml(srcRes.c_str(), (destDir + base).c_str());
-    }
   }
   return KAV_OK;
 }

@@ -31,7 +31,12 @@ int BuildHtmlBook(TEpubService* service, const Options& options, const char* out
     if (code != 0) return code;
   }
   for (size_t i = 0; i < inputs; ++i) {
-    code = service->AddHtmlToEpub(service->data, options.positional[i].c_str());
+    // The builder looks up what a page refers to in the directory part of
+    // its path; a bare file name has none and would send it to the root, so
+    // it is named relative to the current directory.
+    std::string input = options.positional[i];
+    if (input.find('/') == std::string::npos) input = "./" + input;
+    code = service->AddHtmlToEpub(service->data, input.c_str());
     if (code != 0) return code;
     if (ProgressBar::Report(bar, static_cast<int>(i) + 1, total) == KAV_PROGRESS_CANCEL) return 0;
   }

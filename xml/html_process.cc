@@ -5,6 +5,7 @@
 #include <libxml/HTMLparser.h>
 #include <libxml/globals.h>
 #include <libxml/parser.h>
+#include <libxml/parserInternals.h>
 #include <libxml/valid.h>
 
 #include <string>
@@ -13,6 +14,7 @@
 
 #include "platform/tool/kav_tool.h"
 #include "service/kav_result.h"
+#include "xml/id_index.h"
 #include "xml/repair_nodes.h"
 #include "xml/tree_depth.h"
 #include "xml/xhtml_name_lists.h"
@@ -26,6 +28,8 @@ const char kXhtmlNamespace[] = "http://www.w3.org/1999/xhtml";
 // Recover, no default document type, no errors, no warnings, and bit 14
 // (16384). The value is passed exactly as it stands.
 const int kHtmlParseOptions = 16485;
+// Without XML_PARSE_HUGE the parser keeps to its depth limit.
+static_assert((kHtmlParseOptions & XML_PARSE_HUGE) == 0, "the parse must keep the depth limit");
 
 void IgnoreGeneric(void*, const char*, ...) {}
 
@@ -134,9 +138,13 @@ int XMLBase::HtmlProcess(const char* htmlPath, const char* baseDir, const char* 
     xmlFreeDoc(source);
     return KAV_ERR_NO_ELEMENT;
   }
-  // libxml2's HTML parser already stops nesting at 256 levels; the bound
-  // keeps the copy and the walk below safe with a parser that goes deeper.
-  kav_xml::PruneBelowDepth(sourceRoot, kav_xml::kMaxTreeDepth);
+  // The bound keeps the copy and the walk below safe. libxml2's parser
+  // itself stops nesting at xmlParserMaxDepth levels (the options leave out
+  // XML_PARSE_HUGE); only where that limit has been raised towards the
+  // bound can a tree be too deep, and only then is it walked to find out.
+  if (xmlParserMaxDepth > kav_xml::kMaxTreeDepth / 2) {
+    kav_xml::PruneBelowDepth(sourceRoot, kav_xml::kMaxTreeDepth);
+  }
 
   xmlNode* html = FindNode(root, "html");
   xmlNode* head = GenerateHeadNode(title != nullptr ? title : "");
@@ -206,7 +214,7 @@ int XMLBase::HtmlProcess(const char* htmlPath, const char* baseDir, const char* 
     std::string href;
     if (!kav_xml::GetAttrValue(anchor, "href", &href)) continue;
     // Only a fragment that names an id the walk registered resolves.
-    if (idList.find("|" + href + "|") == std::string::npos) kav_xml::Neutralise(anchor);
+    if (!idIndex->HasFragmentKey(idList, href)) kav_xml::Neutralise(anchor);
   }
 
   if (body != nullptr && gone.count(body) == 0) WrapLooseContent(body);

@@ -10,11 +10,6 @@ const char kMarkerStyle[] = "color:#0000ff;";
 
 }  // namespace
 
-std::string NodeName(const xmlNode* node) {
-  if (node == nullptr || node->name == nullptr) return std::string();
-  return reinterpret_cast<const char*>(node->name);
-}
-
 xmlAttr* FindAttr(const xmlNode* node, const char* name) {
   if (node == nullptr || node->type != XML_ELEMENT_NODE || name == nullptr) return nullptr;
   for (xmlAttr* attr = node->properties; attr != nullptr; attr = attr->next) {
@@ -30,6 +25,17 @@ std::string AttrValue(const xmlAttr* attr) {
   std::string value(reinterpret_cast<const char*>(text));
   xmlFree(text);
   return value;
+}
+
+std::string_view AttrText(const xmlAttr* attr, std::string* storage) {
+  const xmlNode* text = attr != nullptr ? attr->children : nullptr;
+  // A lone text node is the whole value, as xmlNodeListGetString would give
+  // it; entity references and other mixes take the general way.
+  if (text != nullptr && text->type == XML_TEXT_NODE && text->next == nullptr) {
+    return text->content != nullptr ? reinterpret_cast<const char*>(text->content) : "";
+  }
+  *storage = AttrValue(attr);
+  return *storage;
 }
 
 bool GetAttrValue(const xmlNode* node, const char* name, std::string* value) {

@@ -7,17 +7,26 @@
 #include <libxml/tree.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kav_xml {
 
-// The node's name, or "" when it has none.
-std::string NodeName(const xmlNode* node);
+// The node's name, or "" when it has none. The view lives as long as the
+// name does: renaming the node ends it.
+inline std::string_view NodeName(const xmlNode* node) {
+  if (node == nullptr || node->name == nullptr) return std::string_view();
+  return reinterpret_cast<const char*>(node->name);
+}
 
 // The first attribute of node named name (in any namespace), or null.
 xmlAttr* FindAttr(const xmlNode* node, const char* name);
 // The text value of attr, entity references resolved.
 std::string AttrValue(const xmlAttr* attr);
+// The same value without a copy where the attribute holds a single text
+// node (the view then lives as long as the attribute); otherwise the value
+// is built in *storage and the view shows that.
+std::string_view AttrText(const xmlAttr* attr, std::string* storage);
 // The value of node's attribute name; false when there is none.
 bool GetAttrValue(const xmlNode* node, const char* name, std::string* value);
 // Removes node's first attribute named name, if any.

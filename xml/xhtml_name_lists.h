@@ -4,13 +4,14 @@
 #ifndef KAV_EPUB_XML_XHTML_NAME_LISTS_H_
 #define KAV_EPUB_XML_XHTML_NAME_LISTS_H_
 
-#include <string>
+#include <cstddef>
+#include <string_view>
 
 namespace kav_xml {
 
 // Element names kept as they are. Tested with the bare name, so any part of
 // a listed name ("b", "tml", "ody") passes too.
-constexpr char kAllowedNames[] =
+constexpr std::string_view kAllowedNames =
     "|body|head|html|title|abbr|acronym|address|blockquote|br|cite|code|dfn|div|em|h1|h2|h3|h4|"
     "h5|h6|kbd|p|pre|q|samp|span|strong|var|a|dl|dt|dd|ol|ul|li|param|b|big|hr|i|small|sub|sup|"
     "tt|del|ins|bdo|caption|col|colgroup|table|tbody|td|tfoot|th|thead|tr|img|area|map|meta|"
@@ -18,34 +19,43 @@ constexpr char kAllowedNames[] =
 
 // Block-level names: an unknown one becomes a div, and the body keeps such
 // children unwrapped.
-constexpr char kBlockNames[] =
+constexpr std::string_view kBlockNames =
     "|address|blockquote|center|dir|div|dl|fieldset|form|h1|h2|h3|h4|h5|h6|hr|isindex|menu|"
     "noframes|noscript|ol|p|pre|table|ul|dd|dt|frameset|li|tbody|td|tfoot|th|thead|tr|applet|"
     "button|del|iframe|ins|map|object|script|";
 
 // Elements whose children are list items, rows or columns, never loose
 // inline content.
-constexpr char kListContainerNames[] = "|ul|dl|tr|tbody|tfoot|thead|colgroup|ol|menu|dir|";
+constexpr std::string_view kListContainerNames =
+    "|ul|dl|tr|tbody|tfoot|thead|colgroup|ol|menu|dir|";
 
 // Elements that belong in the head and are dropped from the body.
-constexpr char kHeadOnlyNames[] = "|title|meta|base|link|style|";
+constexpr std::string_view kHeadOnlyNames = "|title|meta|base|link|style|";
 
 // On-event attributes. Tested with the bare name.
-constexpr char kEventAttributeNames[] =
+constexpr std::string_view kEventAttributeNames =
     "|onclick|ondblclick|onmousedown|onmouseup|onmouseover|onmousemove|onmouseout|onkeypress|"
     "onkeydown|onkeyup|";
 
 // Picture file extensions a page may show.
-constexpr char kImageExtensions[] = "|.jpeg|.jpg|.png|.gif|";
+constexpr std::string_view kImageExtensions = "|.jpeg|.jpg|.png|.gif|";
 
-// Whether "|" + name + "|" occurs in list.
-inline bool ListHasFramed(const char* list, const std::string& name) {
-  return std::string(list).find("|" + name + "|") != std::string::npos;
+// Whether "|" + name + "|" occurs in list. Searched in place, without
+// building the framed text: every occurrence of name is checked for a bar on
+// either side, which answers exactly as the framed search does, also for a
+// name that holds bars of its own or is empty.
+constexpr bool ListHasFramed(std::string_view list, std::string_view name) {
+  for (size_t at = list.find(name, 1); at != std::string_view::npos; at = list.find(name, at + 1)) {
+    const size_t end = at + name.size();
+    if (end >= list.size()) return false;
+    if (list[at - 1] == '|' && list[end] == '|') return true;
+  }
+  return false;
 }
 
 // Whether name occurs anywhere in list.
-inline bool ListHasBare(const char* list, const std::string& name) {
-  return std::string(list).find(name) != std::string::npos;
+constexpr bool ListHasBare(std::string_view list, std::string_view name) {
+  return list.find(name) != std::string_view::npos;
 }
 
 }  // namespace kav_xml

@@ -3,6 +3,7 @@
 // The repairs are deliberately coarse (renaming, dropping, emptying); the
 // walk keeps their exact order, since each one changes what the next sees.
 #include <libxml/globals.h>
+#include <libxml/parserInternals.h>
 #include <libxml/valid.h>
 
 #include <algorithm>
@@ -10,16 +11,18 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "fileutil/file_util.h"
 #include "platform/tool/kav_tool.h"
+#include "xml/id_index.h"
 #include "xml/repair_nodes.h"
 #include "xml/xhtml_name_lists.h"
 #include "xml/xml_base.h"
 #include "xml/xml_string.h"
 
-using kav_xml::AttrValue;
+using kav_xml::AttrText;
 using kav_xml::ClearContent;
 using kav_xml::FindAttr;
 using kav_xml::GetAttrValue;
@@ -39,6 +42,11 @@ namespace {
 // validated: the attribute pass then starts over at the first attribute.
 bool g_start_flag = false;
 
+// The name checks of the walk for libxml2's "text", the name of every text
+// node.
+constexpr bool kTextIsHeadOnly = ListHasFramed(kav_xml::kHeadOnlyNames, "text");
+constexpr bool kTextIsAllowed = ListHasBare(kav_xml::kAllowedNames, "text");
+
 // Validation results combine like a logical AND of "valid" (1).
 int Both(int a, int b) { return (a == 1 && b == 1) ? 1 : 0; }
 
@@ -48,7 +56,7 @@ void SetProp(xmlNode* node, const char* name, const char* value) {
   xmlSetProp(node, attrName.get(), attrValue.get());
 }
 
-bool HasBlank(const std::string& text) {
+bool HasBlank(std::string_view text) {
   return std::any_of(text.begin(), text.end(),
                      [](char c) { return std::isblank(static_cast<unsigned char>(c)) != 0; });
 }
@@ -145,7 +153,7 @@ void RepairChild(xmlNode* node, const char* name, std::vector<xmlNode*>& pending
 }
 
 void AddMissingAttribute(xmlNode* node, const char* str1, std::vector<xmlNode*>& pending) {
-  std::string name = NodeName(node);
+  const std::string_view name = NodeName(node);
   if (name == "script") {
     SetProp(node, "type", "text/javascript");
   } else if (name == "style") {
@@ -172,13 +180,16 @@ void ReleaseAttrName(xmlNode* node, const char* name) {
   attr->name = nullptr;
 }
 
+void FreeRefTable(xmlDoc* doc) {
+  if (doc->refs == nullptr) return;
+  xmlFreeRefTable(static_cast<xmlRefTable*>(doc->refs));
+  doc->refs = nullptr;
+}
+
 // The walk may free attributes after they were registered as ID
 // references; the final check must only read attributes still in the tree.
 void RebuildRefTable(xmlDoc* doc, xmlDtd* dtd) {
-  if (doc->refs != nullptr) {
-    xmlFreeRefTable(static_cast<xmlRefTable*>(doc->refs));
-    doc->refs = nullptr;
-  }
+  FreeRefTable(doc);
   xmlNode* top = xmlDocGetRootElement(doc);
   xmlNode* node = top;
   while (node != nullptr) {
@@ -209,11 +220,66 @@ void RebuildRefTable(xmlDoc* doc, xmlDtd* dtd) {
   }
 }
 
+// Whether libxml2's attribute validation finds a declaration for attr on
+// element node, looked up as xmlValidateOneAttribute does for an element
+// without a namespace prefix.
+bool HasAttrDecl(const xmlDoc* doc, const xmlNode* node, const xmlAttr* attr) {
+  xmlDtd* subsets[] = {doc->intSubset, doc->extSubset};
+  for (xmlDtd* subset : subsets) {
+    if (subset == nullptr) continue;
+    const xmlAttribute* decl =
+        attr->ns != nullptr ? xmlGetDtdQAttrDesc(subset, node->name, attr->name, attr->ns->prefix)
+                            : xmlGetDtdAttrDesc(subset, node->name, attr->name);
+    if (decl != nullptr) return true;
+  }
+  return false;
+}
+
+// An undeclared attribute always fails validation with "unknown attribute",
+// whose repair is to remove the element's attribute of that name and start
+// the pass over. Where that error would reach our own handler, the pass
+// makes the repair itself and spares libxml2 formatting a message nobody
+// reads; anywhere else (a foreign handler, a structured handler that takes
+// the errors, a prefixed element) libxml2 validates as usual.
+bool RepairsUndeclaredItself(const xmlValidCtxt* ctxt, const TRepairState* state, const xmlDoc* doc,
+                             const xmlNode* node) {
+  return ctxt->error == XMLBase::PrintError && ctxt->userData == state && state != nullptr &&
+         state->lastError == &xmlLastError && xmlStructuredError == nullptr && doc != nullptr &&
+         (doc->intSubset != nullptr || doc->extSubset != nullptr) && node->name != nullptr &&
+         (node->ns == nullptr || node->ns->prefix == nullptr);
+}
+
+// What the walk does with an element after the name check.
+enum class WalkKind { kOther, kImg, kLink, kTable, kBlockquote, kDiv, kA };
+
+WalkKind WalkKindOf(std::string_view name) {
+  if (name == "img") return WalkKind::kImg;
+  if (name == "link") return WalkKind::kLink;
+  if (name == "table") return WalkKind::kTable;
+  if (name == "blockquote") return WalkKind::kBlockquote;
+  if (name == "div") return WalkKind::kDiv;
+  if (name == "a") return WalkKind::kA;
+  return WalkKind::kOther;
+}
+
+// The rules of the attribute pass that depend on the element's name, which
+// the pass never changes.
+enum class AttrRules { kPlain, kIns, kNamedAnchor };
+
+AttrRules AttrRulesOf(std::string_view element) {
+  if (element == "ins") return AttrRules::kIns;
+  if (element == "a" || element == "map") return AttrRules::kNamedAnchor;
+  return AttrRules::kPlain;
+}
+
 // The attribute pass of one element. Every removal starts the pass over at
 // the first attribute, as does a repair made by PrintError (g_start_flag).
 int ValidateAttributes(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node, std::string& idList,
-                       std::vector<xmlNode*>& idOwners, xmlAttr*& currentAttr) {
-  const std::string element = NodeName(node);
+                       std::vector<xmlNode*>& idOwners, kav_xml::IdIndex& ids,
+                       xmlAttr*& currentAttr, const TRepairState* state) {
+  const AttrRules rules = AttrRulesOf(NodeName(node));
+  const bool repairUndeclared =
+      node->properties != nullptr && RepairsUndeclaredItself(ctxt, state, doc, node);
   int result = 1;
   // Each restart follows a change that shrinks or settles the list; the
   // budget only stops a repair that changed nothing from looping forever.
@@ -224,52 +290,55 @@ int ValidateAttributes(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node, std::stri
     xmlRemoveProp(attr);
     restart();
   };
+  // Holds the value of an attribute that is not a single text node.
+  std::string built;
 
   while (attr != nullptr) {
     if (attr->name == nullptr) {
       attr = attr->next;
       continue;
     }
-    const std::string name(reinterpret_cast<const char*>(attr->name));
+    // Both views end when the attribute is removed.
+    const std::string_view name(reinterpret_cast<const char*>(attr->name));
     // The spellings "city" and "datatime" are this program's own.
-    if (element == "ins" && name != "city" && name != "datatime") {
+    if (rules == AttrRules::kIns && name != "city" && name != "datatime") {
       removeAndRestart();
       continue;
     }
-    const std::string value = AttrValue(attr);
+    const std::string_view value = AttrText(attr, &built);
 
     if (name == "lang") {
+      const std::string kept(value);
       xmlRemoveProp(attr);
       // Set by its plain name: a namespaced "lang" would come back to this
       // rule. An existing xml:lang takes the value instead of getting a twin.
       XmlString qname("xml:lang");
-      XmlString text(value.c_str());
+      XmlString text(kept.c_str());
       xmlSetNsProp(node, nullptr, qname.get(), text.get());
       restart();
       continue;
     }
 
     if (name == "id" && !value.empty()) {
-      const std::string key = "#" + value + "|";
-      if (idList.find(key) != std::string::npos) {
+      const std::string id(value);
+      if (ids.HasIdKey(idList, id)) {
         // Only the first element to register an id keeps it.
-        if (std::find(idOwners.rbegin(), idOwners.rend(), node) == idOwners.rend()) {
+        if (!ids.IsOwner(node)) {
           removeAndRestart();
           continue;
         }
-      } else if (HasBlank(value)) {
+      } else if (HasBlank(id)) {
         removeAndRestart();
         continue;
       } else {
-        idList += key;
-        idOwners.push_back(node);
+        ids.Register(idList, idOwners, id, node);
       }
     }
 
-    if (name == "name" && (element == "a" || element == "map")) {
+    if (name == "name" && rules == AttrRules::kNamedAnchor) {
       // The element always has the name attribute at this point, so the
       // id is never added; the guard is kept as it stands.
-      if (FindAttr(node, "name") == nullptr) SetProp(node, "id", value.c_str());
+      if (FindAttr(node, "name") == nullptr) SetProp(node, "id", std::string(value).c_str());
       removeAndRestart();
       continue;
     }
@@ -282,9 +351,16 @@ int ValidateAttributes(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node, std::stri
     }
 
     currentAttr = attr;
-    xmlChar* text = xmlNodeListGetString(doc, attr->children, 0);
-    int valid = xmlValidateOneAttribute(ctxt, doc, node, attr, text);
-    if (text != nullptr) xmlFree(text);
+    int valid = 0;
+    if (repairUndeclared && !HasAttrDecl(doc, node, attr)) {
+      // What PrintError does for the error libxml2 would raise here.
+      RemoveAttr(node, reinterpret_cast<const char*>(attr->name));
+      g_start_flag = true;
+    } else {
+      xmlChar* text = xmlNodeListGetString(doc, attr->children, 0);
+      valid = xmlValidateOneAttribute(ctxt, doc, node, attr, text);
+      if (text != nullptr) xmlFree(text);
+    }
     result = Both(result, valid);
     if (g_start_flag) {
       g_start_flag = false;
@@ -359,13 +435,18 @@ int XMLBase::xhtmlValidateDtd(xmlValidCtxt* ctxt, xmlDoc* doc, xmlDtd* dtd) {
       xmlFreeIDTable(static_cast<xmlIDTable*>(doc->ids));
       doc->ids = nullptr;
     }
-    if (doc->refs != nullptr) {
-      xmlFreeRefTable(static_cast<xmlRefTable*>(doc->refs));
-      doc->refs = nullptr;
-    }
+    FreeRefTable(doc);
     int walked = xhtmlValidateElement(ctxt, doc, xmlDocGetRootElement(doc));
-    RebuildRefTable(doc, dtd);
-    result = Both(xmlValidateDocumentFinal(ctxt, doc), walked);
+    if (walked == 1) {
+      RebuildRefTable(doc, dtd);
+      result = Both(xmlValidateDocumentFinal(ctxt, doc), walked);
+    } else {
+      // After a failed walk the result is 0 whatever the final check says,
+      // and the only error it can raise, an unknown id, repairs nothing: it
+      // is not run. The references the walk registered may name attributes
+      // freed since, so they are dropped, unread.
+      FreeRefTable(doc);
+    }
   }
   // Whatever it pointed at may be gone by now.
   currentAttr = nullptr;
@@ -388,11 +469,17 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
 
   int result = 1;
   const bool hasName = node->name != nullptr;
-  std::string name = NodeName(node);
+  // A view of the node's name: a rename ends it, so it is read again after
+  // the renames of the name check and not used after that.
+  std::string_view name = NodeName(node);
+  // Text nodes share libxml2's one "text" name, whose list answers are
+  // known beforehand.
+  const bool sharedTextName = node->name == xmlStringText;
 
   // Head material found in the body, scripts, styles and comments go.
   if (name == "body") inBody = 1;
-  if (inBody != 0 && hasName && ListHasFramed(kav_xml::kHeadOnlyNames, name)) {
+  if (inBody != 0 && hasName &&
+      (sharedTextName ? kTextIsHeadOnly : ListHasFramed(kav_xml::kHeadOnlyNames, name))) {
     queue(node);
     return 1;
   }
@@ -404,7 +491,7 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
 
   // Unknown elements. The allowed names are matched as substrings, so a
   // fragment of a listed name passes too; that leniency is intended.
-  if (hasName && !ListHasBare(kav_xml::kAllowedNames, name)) {
+  if (hasName && !(sharedTextName ? kTextIsAllowed : ListHasBare(kav_xml::kAllowedNames, name))) {
     xmlNode* parent = node->parent;
     if (ListHasFramed(kav_xml::kBlockNames, name)) {
       ReleaseAttributes(node);
@@ -421,15 +508,19 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
     }
     name = NodeName(node);
   }
+  // The name as it stands now decides the rest of the walk, even where the
+  // element is renamed on the way.
+  WalkKind kind = WalkKindOf(name);
 
-  if (name == "img") {
+  if (kind == WalkKind::kImg) {
     std::string src;
     if (!GetAttrValue(node, "src", &src)) {
       queue(node);
       return result;
     }
     std::string::size_type dot = src.rfind('.');
-    if (dot != std::string::npos && !ListHasFramed(kav_xml::kImageExtensions, src.substr(dot))) {
+    if (dot != std::string::npos &&
+        !ListHasFramed(kav_xml::kImageExtensions, std::string_view(src).substr(dot))) {
       queue(node);
       return result;
     }
@@ -441,7 +532,7 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
   }
 
   // Style sheets: only local ones that exist are kept and copied.
-  if (name == "link") {
+  if (kind == WalkKind::kLink) {
     std::string href;
     if (!GetAttrValue(node, "href", &href) || href.find("http://") != std::string::npos) {
       queue(node);
@@ -453,7 +544,7 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
     }
   }
 
-  if (name == "table") {
+  if (kind == WalkKind::kTable) {
     // Compares the table's own name, never the child's, so it never fires;
     // kept in this form on purpose.
     for (xmlNode* child = node->children; child != nullptr; child = child->next) {
@@ -461,14 +552,14 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
     }
   }
 
-  if (name == "blockquote") {
+  if (kind == WalkKind::kBlockquote) {
     ReleaseAttributes(node);
     RenameNode(node, "div");
-    name = "div";
+    kind = WalkKind::kDiv;
   }
-  if (name == "div") RemoveAttr(node, "style");
+  if (kind == WalkKind::kDiv) RemoveAttr(node, "style");
 
-  if (name == "a") {
+  if (kind == WalkKind::kA) {
     std::string href;
     if (node->properties == nullptr) {
       RenameNode(node, "span");
@@ -492,7 +583,8 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
         // A remote file (its last segment has an extension) cannot be
         // followed from inside a book; a remote site can.
         std::string::size_type slash = href.rfind('/');
-        std::string last = slash == std::string::npos ? href : href.substr(slash + 1);
+        std::string_view last = href;
+        if (slash != std::string::npos) last.remove_prefix(slash + 1);
         if (last.find('.') != std::string::npos) Neutralise(node);
       } else if (!RewriteLocalReference(node, "href", href, baseDir, resourceDir, externSources)) {
         Neutralise(node);
@@ -504,7 +596,8 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
   if (!pending.empty() && pending.back() == node) return result;
 
   if (node->type == XML_ELEMENT_NODE) {
-    result = Both(result, ValidateAttributes(ctxt, doc, node, idList, idOwners, currentAttr));
+    result = Both(result, ValidateAttributes(ctxt, doc, node, idList, idOwners, *idIndex,
+                                             currentAttr, repairState));
     for (xmlNs* ns = node->nsDef; ns != nullptr; ns = ns->next) {
       const xmlChar* prefix = node->ns != nullptr ? node->ns->prefix : nullptr;
       result = Both(result, xmlValidateOneNamespace(ctxt, doc, node, prefix, ns, ns->href));

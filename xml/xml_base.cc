@@ -3,9 +3,11 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "platform/tool/kav_tool.h"
 #include "service/kav_result.h"
+#include "xml/id_index.h"
 #include "xml/libxml_quiet.h"
 #include "xml/xml_string.h"
 
@@ -40,6 +42,7 @@ XMLBase::XMLBase()
   externSources.clear();
   anchorLinks.clear();
   idOwners.clear();
+  idIndex = std::make_unique<kav_xml::IdIndex>();
 }
 
 XMLBase::~XMLBase() {

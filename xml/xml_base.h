@@ -6,7 +6,9 @@
 #include <libxml/xmlerror.h>
 #include <libxml/xpath.h>
 
+#include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -27,6 +29,10 @@ XMLAttrInfo* SetAttrInfo(XMLAttrInfo* info, const char* name, const char* value,
 
 // The record of one running HTML clean-up, handed to libxml2's validity
 // handlers as their user data.
+namespace kav_xml {
+class IdIndex;
+}
+
 struct TRepairState {
   xmlError* lastError;            // libxml2's last-error record
   xmlAttr** currentAttr;          // the attribute being validated
@@ -121,6 +127,10 @@ class KAV_EXPORT XMLBase {
   xmlNode* lastFound;
 
  private:
+  // Answers the questions asked of idList and idOwners without scanning
+  // them; kept in step with both by every registration.
+  std::unique_ptr<kav_xml::IdIndex> idIndex;
+
   // Forgets remembered searches; called whenever nodes may have gone.
   void ForgetSearches();
   // Forgets lastFound when it lies below node (whose children are going).
@@ -129,7 +139,8 @@ class KAV_EXPORT XMLBase {
   // Answers of full searches for one element name from the root. An answer
   // stays right until an element of that name is added or nodes are removed,
   // so a book of many pages does not search its whole spine per record.
-  std::map<std::string, xmlNode*> rootSearches;
+  // Ordered with std::less<> so that a path is looked up without a copy.
+  std::map<std::string, xmlNode*, std::less<>> rootSearches;
 };
 
 #endif  // KAV_EPUB_XML_XML_BASE_H_

@@ -18,21 +18,32 @@ bool AllDigits(std::string_view text) {
   return true;
 }
 
-// Copies one tag, prefixing a numeric value of id="..." or href="#...".
-void CopyTag(std::string_view tag, std::string* out) {
+// Offset of the first occurrence of marker in tag, or npos. Both markers
+// start with a blank, so only the blanks of the tag are candidates.
+size_t FindMarker(std::string_view tag, std::string_view marker) {
+  for (size_t at = tag.find(' '); at != std::string_view::npos; at = tag.find(' ', at + 1)) {
+    if (tag.compare(at, marker.size(), marker) == 0) return at;
+  }
+  return std::string_view::npos;
+}
+
+// Where one tag needs the prefix: at the numeric value of id="..." and of
+// href="#...", the latter only when it does not start before the former's
+// value. Returns how many of the two places it wrote to places.
+int PrefixPlaces(std::string_view tag, size_t places[2]) {
+  int count = 0;
   size_t copied = 0;
   for (std::string_view marker : {std::string_view(" id=\""), std::string_view(" href=\"#")}) {
-    size_t at = tag.find(marker);
+    size_t at = FindMarker(tag, marker);
     if (at == std::string_view::npos || at < copied) continue;
     size_t valueStart = at + marker.size();
     size_t valueEnd = tag.find('"', valueStart);
     if (valueEnd == std::string_view::npos) continue;
     if (!AllDigits(tag.substr(valueStart, valueEnd - valueStart))) continue;
-    out->append(tag.substr(copied, valueStart - copied));
-    out->append(kPrefix);
+    places[count++] = valueStart;
     copied = valueStart;
   }
-  out->append(tag.substr(copied));
+  return count;
 }
 
 }  // namespace
@@ -40,17 +51,26 @@ void CopyTag(std::string_view tag, std::string* out) {
 std::string WithNamedAnchors(std::string_view html) {
   std::string out;
   out.reserve(html.size() + html.size() / 64);
+  // The text goes over unchanged between the places that take the prefix;
+  // it is copied in runs up to each such place.
+  size_t flushed = 0;
   size_t at = 0;
   while (at < html.size()) {
     size_t open = html.find('<', at);
     if (open == std::string_view::npos) break;
     size_t close = TagEnd(html, open);
     if (close == std::string_view::npos) break;
-    out.append(html.substr(at, open - at));
-    CopyTag(html.substr(open, close - open), &out);
+    size_t places[2];
+    const int count = PrefixPlaces(html.substr(open, close - open), places);
+    for (int i = 0; i < count; ++i) {
+      const size_t place = open + places[i];
+      out.append(html.substr(flushed, place - flushed));
+      out.append(kPrefix);
+      flushed = place;
+    }
     at = close;
   }
-  out.append(html.substr(at));
+  out.append(html.substr(flushed));
   return out;
 }
 

@@ -46,24 +46,22 @@ size_t FindLastEndTag(std::string_view html, std::string_view name) {
 }
 
 size_t TagEnd(std::string_view html, size_t tagStart) {
-  char quote = 0;
-  bool afterEquals = false;  // a quote opens a value only right after '='
-  for (size_t i = tagStart + 1; i < html.size(); ++i) {
-    char c = html[i];
-    if (quote != 0) {
-      if (c == quote) quote = 0;
-    } else if (c == '>') {
-      return i + 1;
-    } else if (c == '=') {
-      afterEquals = true;
-    } else if (afterEquals && (c == '"' || c == '\'')) {
-      quote = c;
-      afterEquals = false;
-    } else if (!IsSpace(c)) {
-      afterEquals = false;
+  // Only '>' and '=' matter outside a value: '>' ends the tag, and after
+  // '=' and any blanks a quote opens a value that runs to the same quote.
+  const size_t size = html.size();
+  size_t i = tagStart + 1;
+  while (true) {
+    while (i < size && html[i] != '>' && html[i] != '=') ++i;
+    if (i >= size) return npos;
+    if (html[i] == '>') return i + 1;
+    ++i;
+    while (i < size && IsSpace(html[i])) ++i;
+    if (i < size && (html[i] == '"' || html[i] == '\'')) {
+      const size_t close = html.find(html[i], i + 1);
+      if (close == npos) return npos;
+      i = close + 1;
     }
   }
-  return npos;
 }
 
 std::string_view AttributeValue(std::string_view tag, std::string_view name) {
