@@ -38,3 +38,9 @@ def build_dir():
     if len(sys.argv) > 1:
         return os.path.abspath(sys.argv[1])
     return os.path.abspath(os.path.join(os.path.dirname(__file__), "..", "build"))
+
+
+def file_system(path):
+    """The type of the file system that holds path (ext2/ext3, tmpfs, ...)."""
+    out = subprocess.run(["stat", "-f", "-c", "%T", path], capture_output=True, text=True)
+    return out.stdout.strip() or "unknown"

@@ -7,7 +7,7 @@ book directory with zip -r -6 for comparison. Prints wall times, peak memory
 and the ratios the project holds itself to:
   conversion time <= 2 x zip time, peak memory < 32 MB,
   ten times the text <= 11 x the time.
-Usage: bench/txt_bench.py [BUILD_DIR]
+Usage: [TMPDIR=DIR] bench/txt_bench.py [BUILD_DIR]
 """
 import os
 import random
@@ -49,6 +49,9 @@ def measure(kav, text_path, work):
 def main():
     kav = os.path.join(benchlib.build_dir(), "kav-epub")
     with tempfile.TemporaryDirectory() as work:
+        # Creating and deleting the book's files costs what the file system
+        # makes it cost; TMPDIR chooses where both runs work.
+        print(f"working files on {work} ({benchlib.file_system(work)})")
         base = scripture_text(31000, 1)
         small = os.path.join(work, "scripture.txt")
         large = os.path.join(work, "scripture10.txt")
