@@ -191,6 +191,7 @@ void ExpectCodeOrUsableBook(const std::string& book, const std::string& dir) {
 TEST(MobiReader, TruncatedRandomAndCorruptedBooksFailOrStayUsable) {
   kavtest::TempDir dir;
   std::string book = kavtest::ReadFile(kBooks + "lantern_joint.mobi");
+  ASSERT_FALSE(book.empty()) << "fixtures missing";
   for (size_t i = 0; i < 64; ++i) {
     kavtest::WriteFile(dir / "cut.mobi", book.substr(0, book.size() - book.size() * i / 64 - 1));
     SCOPED_TRACE("cut " + std::to_string(i));
