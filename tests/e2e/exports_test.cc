@@ -1,34 +1,25 @@
 // The shared library exports its interface and nothing else.
 
-#include <stdio.h>
-
 #include <regex>
 #include <set>
 #include <string>
 
+#include "e2e/book_checks.h"
 #include "support/test_support.h"
 
 namespace {
 
-std::set<std::string> ExportedNames() {
-  std::set<std::string> names;
-  std::string command = "nm -D --defined-only --demangle '" + kavtest::BuildPath("libKav_Epub.so") + "'";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return names;
-  char line[4096];
-  while (fgets(line, sizeof line, pipe) != nullptr) {
-    std::string text = line;
-    if (!text.empty() && text.back() == '\n') text.pop_back();
-    // "0000000000012345 T Name(args)"
-    size_t space = text.find(' ', text.find(' ') + 1);
-    if (space != std::string::npos) names.insert(text.substr(space + 1));
-  }
-  pclose(pipe);
-  return names;
-}
-
 TEST(Exports, OnlyTheInterfaceIsExported) {
-  std::set<std::string> names = ExportedNames();
+  std::string listing;
+  ASSERT_EQ(0, kave2e::RunCommand(
+                   "nm -D --defined-only --demangle '" + kavtest::BuildPath("libKav_Epub.so") + "'",
+                   &listing));
+  std::set<std::string> names;
+  for (const std::string& line : kavtest::Lines(listing)) {
+    // "0000000000012345 T Name(args)"
+    size_t space = line.find(' ', line.find(' ') + 1);
+    if (space != std::string::npos) names.insert(line.substr(space + 1));
+  }
   ASSERT_FALSE(names.empty());
   const std::regex allowed(
       R"(^(CreateEpubService|FreeEpubService|GetEpubCopyright|kCssRes|kXhtml1StrictDtd)$|)"
@@ -36,7 +27,8 @@ TEST(Exports, OnlyTheInterfaceIsExported) {
       R"(^(typeinfo|typeinfo name|vtable) for XMLBase$|)"
       R"(^(GetPageNumForTXT|CopyFile|CopyFileOrDir|MoveDir|GetFileOrDirFromPath|CreateFile)\()");
   for (const std::string& name : names) {
-    EXPECT_TRUE(std::regex_search(name, allowed)) << "exported but not part of the interface: " << name;
+    EXPECT_TRUE(std::regex_search(name, allowed))
+        << "exported but not part of the interface: " << name;
   }
   for (const char* required :
        {"CreateEpubService", "FreeEpubService", "GetEpubCopyright", "kCssRes", "kXhtml1StrictDtd",

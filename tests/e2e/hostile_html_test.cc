@@ -3,170 +3,131 @@
 
 #include <pthread.h>
 
-#include <random>
 #include <set>
 #include <string>
 
+#include "e2e/book_checks.h"
 #include "service/kav_epub.h"
 #include "service/kav_result.h"
 #include "support/test_support.h"
 
 namespace {
 
-using kavtest::TempDir;
 using kavtest::WriteFile;
 
-// Imports html as the only page of a fresh book in work; on success packs
-// the book into epub and returns its entries in names.
-int ImportBook(TEpubService* service, const std::string& work, const std::string& html,
-               const std::string& epub, std::set<std::string>* names) {
-  TEpubData* data = service->data;
-  int code = service->InitEpub(data, work.c_str(), "T", "A");
-  if (code != KAV_OK) return code;
-  code = service->AddHtmlToEpub(data, html.c_str());
-  if (code == KAV_OK) {
-    code = service->GenerateEpub(data, epub.c_str());
-    EXPECT_CODE(KAV_OK, code) << "a book with an imported page packs";
-    for (const auto& entry : kavtest::ReadZip(epub)) names->insert(entry.name);
-  }
-  service->ClearUp(data);
-  return code;
-}
-
-class HostileHtml : public ::testing::Test {
- protected:
-  void SetUp() override {
-    service_ = CreateEpubService();
-    ASSERT_NE(nullptr, service_);
-    kavtest::MakeDirs(work_);
-  }
-  void TearDown() override { FreeEpubService(service_); }
-  int Import(const std::string& html, std::set<std::string>* names) {
-    return ImportBook(service_, work_, html, epub_, names);
-  }
-
-  TempDir dir_;
-  std::string work_ = dir_ / "work";
-  std::string epub_ = dir_ / "book.epub";
-  TEpubService* service_ = nullptr;
+struct Imported {
+  int code = -1;
+  std::set<std::string> names;
 };
 
-std::string RandomBytes(size_t size, unsigned seed, const std::string& alphabet) {
-  std::mt19937 generator(seed);
-  std::string bytes(size, '\0');
-  for (char& c : bytes) {
-    unsigned value = generator();
-    c = alphabet.empty() ? static_cast<char>(value) : alphabet[value % alphabet.size()];
+// Imports html as the only page of a fresh book in dir/work; on success
+// packs it into dir/book.epub and keeps its entry names.
+Imported Import(const std::string& dir, const std::string& html) {
+  Imported result;
+  std::string work = dir + "/work", epub = dir + "/book.epub";
+  kavtest::MakeDirs(work);
+  TEpubService* service = CreateEpubService();
+  TEpubData* data = service->data;
+  result.code = service->InitEpub(data, work.c_str(), "T", "A");
+  if (result.code == KAV_OK) result.code = service->AddHtmlToEpub(data, html.c_str());
+  if (result.code == KAV_OK) {
+    EXPECT_CODE(KAV_OK, result.code = service->GenerateEpub(data, epub.c_str()));
+    for (const auto& entry : kave2e::ReadBook(epub)) result.names.insert(entry.first);
   }
-  return bytes;
+  service->ClearUp(data);
+  FreeEpubService(service);
+  return result;
 }
 
-TEST_F(HostileHtml, BadFilesAndReferencesGiveACodeOrABookOfWhatExists) {
-  for (const char* dir : {"dir.png", "sub", "chapter.html", "top.html"}) {
-    kavtest::MakeDirs(dir_ / dir);
+TEST(HostileHtml, BadFilesAndReferencesGiveACodeOrABookOfWhatExists) {
+  kavtest::TempDir dir;
+  for (const char* name : {"dir.png", "sub", "chapter.html", "top.html"}) {
+    kavtest::MakeDirs(dir / name);
   }
   std::string deep;
   for (int i = 0; i < 100000; ++i) deep += "<div>";
-  const std::set<std::string> pageOnly = {"META-INF/container.xml", "OEBPS/content.opf",
-                                          "OEBPS/main.css",         "OEBPS/page-1.html",
-                                          "OEBPS/toc.ncx",          "mimetype"};
-  struct Case {
-    std::string name;
-    const char* content;  // written to the file; null: the path is left as it is
-    std::set<int> codes;  // the acceptable results
-  } cases[] = {
-      {"random.html", nullptr, {KAV_OK, KAV_ERR_OPEN, KAV_ERR_NO_ELEMENT}},
-      {"markup.html", nullptr, {KAV_OK, KAV_ERR_OPEN, KAV_ERR_NO_ELEMENT}},
-      {"deep.html", nullptr, {KAV_OK}},
-      {"refs.html",
-       "<p><img src=\"dir.png\" alt=\"d\"><a href=\"sub/\">s</a><a href=\"sub\">s</a>"
-       "<a href=\"chapter.html\">c</a><img src=\"gone.png\" alt=\"g\"><a href=\"gone.html\">g</a>"
-       "<a href=\"sub/gone.htm\">g</a><link rel=\"stylesheet\" href=\"dir.png\"></p>",
-       {KAV_OK}},
-      {"empty.html", "", {KAV_ERR_OPEN, KAV_ERR_NO_ELEMENT}},
-      {"top.html", nullptr, {KAV_ERR_OPEN, KAV_ERR_NO_ELEMENT}},  // a directory
-      {"absent.html", nullptr, {KAV_ERR_ARGUMENT}},
+  WriteFile(dir / "random.html", kave2e::RandomBytes(1 << 20, 7));
+  WriteFile(dir / "markup.html", kave2e::RandomBytes(1 << 20, 8, "<>/=\"' abpimgulsrcdhef#:.-!&;"));
+  WriteFile(dir / "deep.html", deep + "deep");
+  WriteFile(dir / "empty.html", "");
+  WriteFile(dir / "refs.html",
+            "<p><img src=\"dir.png\" alt=\"d\"><a href=\"sub/\">s</a><a href=\"sub\">s</a>"
+            "<a href=\"chapter.html\">c</a><img src=\"gone.png\" alt=\"g\"><a href=\"gone.html\">"
+            "g</a><a href=\"sub/gone.htm\">g</a><link rel=\"stylesheet\" href=\"dir.png\"></p>");
+  const std::set<int> noPage = {KAV_ERR_OPEN, KAV_ERR_NO_ELEMENT};
+  const std::set<int> anyOf = {KAV_OK, KAV_ERR_OPEN, KAV_ERR_NO_ELEMENT};
+  const std::pair<const char*, std::set<int>> cases[] = {
+      {"random.html", anyOf},
+      {"markup.html", anyOf},
+      {"deep.html", {KAV_OK}},
+      {"refs.html", {KAV_OK}},
+      {"empty.html", noPage},
+      {"top.html", noPage},  // a directory
+      {"absent.html", {KAV_ERR_ARGUMENT}},
   };
-  WriteFile(dir_ / "random.html", RandomBytes(1 << 20, 7, ""));
-  WriteFile(dir_ / "markup.html", RandomBytes(1 << 20, 8, "<>/=\"' abpimgulsrcdhef#:.-!&;"));
-  WriteFile(dir_ / "deep.html", deep + "deep");
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    if (c.content != nullptr) WriteFile(dir_ / c.name, c.content);
-    std::set<std::string> names;
-    int code = Import(dir_ / c.name, &names);
-    EXPECT_EQ(1u, c.codes.count(code)) << "code " << code;
+  for (const auto& [name, codes] : cases) {
+    Imported import = Import(dir / "book", dir / name);
+    EXPECT_EQ(1u, codes.count(import.code)) << name << ": code " << import.code;
     // Nothing but the page itself: no reference named a file that exists.
-    if (code == KAV_OK) {
-      EXPECT_EQ(pageOnly, names);
+    if (import.code == KAV_OK) {
+      EXPECT_EQ(
+          (std::set<std::string>{"META-INF/container.xml", "OEBPS/content.opf", "OEBPS/main.css",
+                                 "OEBPS/page-1.html", "OEBPS/toc.ncx", "mimetype"}),
+          import.names)
+          << name;
     }
   }
 }
 
-// A page of about 50 MB with an id and a fragment link per section (some
-// 110,000 of each): every link keeps pointing at its id. Answering each id
-// question by scanning all the ids seen would take hours here; the import
-// takes seconds.
-TEST_F(HostileHtml, FiftyMegabytePageKeepsEveryFragmentLinkToItsSection) {
+// About 110,000 ids and fragment links in 50 MB: answering each id question
+// by scanning all the ids seen would take hours here; the import takes
+// seconds.
+TEST(HostileHtml, FiftyMegabytePageKeepsEveryFragmentLinkToItsSection) {
+  kavtest::TempDir dir;
   const std::string text(380, 'x');
   std::string html = "<html><body>";
   int sections = 0;
-  while (html.size() < 50u << 20) {
-    std::string id = std::to_string(sections);
-    html += "<h2 id=\"s" + id + "\">" + id + "</h2><p>" + text + " <a href=\"#s" +
-            std::to_string(sections > 0 ? sections - 1 : 0) + "\">back</a></p>\n";
-    ++sections;
+  for (; html.size() < 50u << 20; ++sections) {
+    html += "<h2 id=\"s" + std::to_string(sections) + "\">" + std::to_string(sections) +
+            "</h2><p>" + text + " <a href=\"#s" + std::to_string(sections > 0 ? sections - 1 : 0) +
+            "\">back</a></p>\n";
   }
-  WriteFile(dir_ / "big.html", html + "</body></html>");
-  html.clear();
-  html.shrink_to_fit();
-  std::set<std::string> names;
-  ASSERT_CODE(KAV_OK, Import(dir_ / "big.html", &names));
-  std::string page;
-  for (const auto& entry : kavtest::ReadZip(dir_ / "book.epub")) {
-    if (entry.name == "OEBPS/page-1.html") page = entry.data;
-  }
-  size_t links = 0;
-  for (size_t at = page.find("<a href=\"#s"); at != std::string::npos;
-       at = page.find("<a href=\"#s", at + 1)) {
-    ++links;
-  }
-  EXPECT_EQ(static_cast<size_t>(sections), links);
+  WriteFile(dir / "big.html", html + "</body></html>");
+  html = std::string();
+  ASSERT_CODE(KAV_OK, Import(dir.path(), dir / "big.html").code);
+  std::string page = kave2e::ReadBook(dir / "book.epub")["OEBPS/page-1.html"].data;
+  int links = 0;
+  for (size_t at = 0; (at = page.find("<a href=\"#s", at)) != std::string::npos; ++at) ++links;
+  EXPECT_EQ(sections, links);
 }
-
-struct ChainImport {
-  TEpubService* service;
-  std::string work, top, epub;
-  std::set<std::string> names;
-  int code;
-};
 
 // Pages that each link to the next are walked without the walk's depth
 // using the stack: a thread with a small stack imports a long chain.
-TEST_F(HostileHtml, LongChainOfPagesNeedsNoDeepStack) {
+TEST(HostileHtml, LongChainOfPagesNeedsNoDeepStack) {
+  kavtest::TempDir dir;
   const int pages = 1000;
   for (int i = 0; i < pages; ++i) {
-    WriteFile(dir_ / ("p" + std::to_string(i) + ".html"),
+    WriteFile(dir / ("p" + std::to_string(i) + ".html"),
               "<p>" + std::to_string(i) + " <a href=\"p" + std::to_string(i + 1) +
                   ".html\">next</a></p>");
   }
-  ChainImport chain{service_, work_, dir_ / "p0.html", epub_, {}, -1};
+  std::pair<std::string, Imported> chain{dir.path(), {}};
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
   pthread_attr_setstacksize(&attributes, 512 << 10);
   pthread_t thread;
   auto run = [](void* arg) -> void* {
-    auto* c = static_cast<ChainImport*>(arg);
-    c->code = ImportBook(c->service, c->work, c->top, c->epub, &c->names);
+    auto* c = static_cast<std::pair<std::string, Imported>*>(arg);
+    c->second = Import(c->first, c->first + "/p0.html");
     return nullptr;
   };
   ASSERT_EQ(0, pthread_create(&thread, &attributes, run, &chain));
   pthread_join(thread, nullptr);
   pthread_attr_destroy(&attributes);
-  ASSERT_CODE(KAV_OK, chain.code);
-  EXPECT_EQ(1u, chain.names.count("OEBPS/p999.html"));
+  ASSERT_CODE(KAV_OK, chain.second.code);
+  EXPECT_EQ(1u, chain.second.names.count("OEBPS/p999.html"));
   // The first page is stored as page-1.html, the others under their names.
-  EXPECT_EQ(pages + 5u, chain.names.size());
+  EXPECT_EQ(pages + 5u, chain.second.names.size());
 }
 
 }  // namespace

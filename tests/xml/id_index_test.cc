@@ -1,5 +1,4 @@
-// The id index answers exactly as a substring search of the registry text
-// would, whatever the ids and the questions hold.
+// The id index answers exactly as a substring search of the registry text.
 #include "xml/id_index.h"
 
 #include <gtest/gtest.h>

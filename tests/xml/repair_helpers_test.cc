@@ -1,6 +1,3 @@
-// The helpers behind the repair walk's fast paths answer exactly as the
-// plain formulations they replace, and the clean-up keeps its depth bound
-// when libxml2's own limit is raised.
 #include <libxml/parserInternals.h>
 #include <libxml/tree.h>
 
@@ -75,10 +72,7 @@ TEST(HtmlDepth, RaisedParserLimitStillGivesTheBoundedTree) {
     // The parser's own limit keeps some 256 levels, the bound at most 512.
     const std::string savedPage = kavtest::ReadFile(dir / "deep.xhtml");
     size_t divs = 0;
-    for (size_t at = savedPage.find("<div>"); at != std::string::npos;
-         at = savedPage.find("<div>", at + 1)) {
-      ++divs;
-    }
+    for (size_t at = 0; (at = savedPage.find("<div>", at)) != std::string::npos; ++at) ++divs;
     EXPECT_GE(static_cast<size_t>(kav_xml::kMaxTreeDepth), divs) << limit;
     EXPECT_LT(200u, divs) << limit;
   }

@@ -1,5 +1,3 @@
-// The XML document core: building and saving documents, node paths, text
-// escaping, attribute records and the image links of MOBI HTML.
 #include "xml/xml_base.h"
 
 #include <gmock/gmock.h>
@@ -74,13 +72,12 @@ TEST(XmlBase, PlainPathsFillTheNewestElementAndNewDocumentsAndRootsReplaceTheOld
   ASSERT_CODE(KAV_OK, ncx.Init());
   ncx.AddXMLNode(nullptr, "old", nullptr);
   ASSERT_CODE(KAV_OK, ncx.InitForOpf());  // a fresh document without doctype
-  ncx.AddXMLNode(nullptr, "old", nullptr);
-  ncx.AddXMLNode("old", "child", nullptr);
-  EXPECT_CODE(KAV_OK, ncx.AddXMLNode(nullptr, "ncx", nullptr));
-  ncx.AddXMLNode("ncx", "docTitle", nullptr);
-  ncx.AddXMLNode("docTitle", "text", nullptr);
-  ncx.AddTextToNode("text", "Book");
-  ncx.AddXMLNode("ncx", "navMap", nullptr);
+  EXPECT_THAT(
+      (Codes{ncx.AddXMLNode(nullptr, "old", nullptr), ncx.AddXMLNode("old", "child", nullptr),
+             ncx.AddXMLNode(nullptr, "ncx", nullptr), ncx.AddXMLNode("ncx", "docTitle", nullptr),
+             ncx.AddXMLNode("docTitle", "text", nullptr), ncx.AddTextToNode("text", "Book"),
+             ncx.AddXMLNode("ncx", "navMap", nullptr)}),
+      Each(KAV_OK));
   for (const char* label : {"1", "2"}) {
     EXPECT_THAT(
         (Codes{ncx.AddXMLNode("navMap", "navPoint", nullptr),

@@ -1,4 +1,5 @@
 #include <string>
+#include <utility>
 
 #include "platform/mobi/filepos_anchors.h"
 #include "platform/mobi/kf8_join.h"
@@ -9,20 +10,18 @@
 namespace kavmobi {
 namespace {
 
+using Cases = std::vector<std::pair<std::string, std::string>>;
 const std::string kMeta = kUtf8Meta;
 
 TEST(Utf8Charset, MetaBecomesFirstInHeadOrGetsAHeadMade) {
-  struct Case {
-    const char* markup;
-    std::string expected;
-  } cases[] = {
-      {"<html><head><title/></head>", "<html><head>" + kMeta + "<title/></head>"},
-      {"<HTML><HEAD lang='a>b'>x", "<HTML><HEAD lang='a>b'>" + kMeta + "x"},
-      {"<html><header/><body>", "<html><head>" + kMeta + "</head><header/><body>"},
-      {"<p>loose", "<head>" + kMeta + "</head><p>loose"},
-      {"<head title=\"x>", "<head>" + kMeta + "</head><head title=\"x>"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(c.expected, WithUtf8Charset(c.markup)) << c.markup;
+  for (const auto& [markup, expected] :
+       Cases{{"<html><head><title/></head>", "<html><head>" + kMeta + "<title/></head>"},
+             {"<HTML><HEAD lang='a>b'>x", "<HTML><HEAD lang='a>b'>" + kMeta + "x"},
+             {"<html><header/><body>", "<html><head>" + kMeta + "</head><header/><body>"},
+             {"<p>loose", "<head>" + kMeta + "</head><p>loose"},
+             {"<head title=\"x>", "<head>" + kMeta + "</head><head title=\"x>"}}) {
+    EXPECT_EQ(expected, WithUtf8Charset(markup)) << markup;
+  }
 }
 
 TEST(FileposAnchors, NumericIdsAndTheirFragmentsBecomeNames) {
@@ -34,8 +33,8 @@ TEST(FileposAnchors, NumericIdsAndTheirFragmentsBecomeNames) {
   EXPECT_EQ("<a href=\"#1 unclosed", WithNamedAnchors("<a href=\"#1 unclosed"));
 }
 
-// What one part with uid 7 gives inside the joined document's body, with
-// two "kindle:" URLs resolved by a table and the rest kept.
+// The body of the document joined from one part with uid 7, with two
+// "kindle:" URLs resolved by a table and the rest kept.
 std::string Joined(std::string_view part) {
   const std::string wrapper = "<html><head>" + kMeta + "<title></title></head><body>";
   auto resolve = [](std::string_view url) -> std::string {
@@ -48,24 +47,19 @@ std::string Joined(std::string_view part) {
 }
 
 TEST(Kf8Join, KeepsBodyContentWithAnchorsAndResolvesQuotedKindleValues) {
-  struct Case {
-    const char* part;
-    const char* expected;  // after the part's own anchor
-  } cases[] = {
-      {"<body><a href=\"kindle:a\"><img src='kindle:pic'/></body>",
-       "<a href=\"#a\"><img src='p.gif'/>"},
-      {"<body><a href=\"kindle:b\">kindle:a \"kindle:a</body>",
-       "<a href=\"kindle:b\">kindle:a \"kindle:a"},
-      {"<?xml?><html><head><title>T</title></head><BODY class=\"c\" "
-       "ID=\"top\"><p>x</p></BODY></html>",
-       "<a id=\"top\"></a><p>x</p>"},
-      {"<body data-id=\"d\" id=bare>x</body>", "<a id=\"bare\"></a>x"},
-      {"<body><p>a</body>b</p></body >", "<p>a</body>b</p>"},
-      {"<head/><body><p>open", "<p>open"},
-      {"<p>no body</p>", "<p>no body</p>"},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(std::string("<a id=\"part00007\"></a>") + c.expected, Joined(c.part)) << c.part;
+  for (const auto& [part, expected] :
+       Cases{{"<body><a href=\"kindle:a\"><img src='kindle:pic'/></body>",
+              "<a href=\"#a\"><img src='p.gif'/>"},
+             {"<body><a href=\"kindle:b\">kindle:a \"kindle:a</body>",
+              "<a href=\"kindle:b\">kindle:a \"kindle:a"},
+             {"<?xml?><html><head><title>T</title></head><BODY class=\"c\" "
+              "ID=\"top\"><p>x</p></BODY></html>",
+              "<a id=\"top\"></a><p>x</p>"},
+             {"<body data-id=\"d\" id=bare>x</body>", "<a id=\"bare\"></a>x"},
+             {"<body><p>a</body>b</p></body >", "<p>a</body>b</p>"},
+             {"<head/><body><p>open", "<p>open"},
+             {"<p>no body</p>", "<p>no body</p>"}}) {
+    EXPECT_EQ("<a id=\"part00007\"></a>" + expected, Joined(part)) << part;
   }
   auto keep = [](std::string_view) { return std::string(); };
   EXPECT_NE(std::string::npos,
@@ -96,22 +90,19 @@ TEST(Kf8Links, PositionsBecomeTheNextIdOrThePartStartAndPicturesTheirFiles) {
   rawml.markup = &part0;
   rawml.resources = &gif;
   Kf8Links links(rawml);
-  struct Case {
-    const char* url;
-    const char* expected;
-  } cases[] = {
-      {"kindle:pos:fid:0001:off:0000000000", "#part00001"},  // the file's top
-      {"kindle:pos:fid:0001:off:0000000005", "#h"},          // 10 + 5: inside the first p
-      {"kindle:pos:fid:0001:off:000000000S", "#h"},          // 10 + 28: inside the h1 tag
-      {"kindle:pos:fid:0001:off:000000001a", "#late"},       // 10 + 42
-      {"kindle:pos:fid:0001:off:0000000050", "#part00001"},  // past the last id
-      {"kindle:pos:fid:0002:off:0000000001", "#"},           // no such fragment
-      {"kindle:pos:fid:4000000:off:0000000001", "#"},        // beyond 32 bits
-      {"kindle:pos:fid:0001", "#"},
-      {"kindle:embed:0004?mime=image/gif", "resource00003.gif"},
-      {"kindle:embed:0001", ""},  // no resource 0
-  };
-  for (const Case& c : cases) EXPECT_EQ(c.expected, links.Resolve(c.url)) << c.url;
+  for (const auto& [url, expected] :
+       Cases{{"kindle:pos:fid:0001:off:0000000000", "#part00001"},  // the file's top
+             {"kindle:pos:fid:0001:off:0000000005", "#h"},          // 10 + 5: inside the first p
+             {"kindle:pos:fid:0001:off:000000000S", "#h"},          // 10 + 28: inside the h1 tag
+             {"kindle:pos:fid:0001:off:000000001a", "#late"},       // 10 + 42
+             {"kindle:pos:fid:0001:off:0000000050", "#part00001"},  // past the last id
+             {"kindle:pos:fid:0002:off:0000000001", "#"},           // no such fragment
+             {"kindle:pos:fid:4000000:off:0000000001", "#"},        // beyond 32 bits
+             {"kindle:pos:fid:0001", "#"},
+             {"kindle:embed:0004?mime=image/gif", "resource00003.gif"},
+             {"kindle:embed:0001", ""}}) {  // no resource 0
+    EXPECT_EQ(expected, links.Resolve(url)) << url;
+  }
 }
 
 }  // namespace
