@@ -62,6 +62,8 @@ class KAV_EXPORT EpubBase {
   int GenerateEpub(const char* outputPath);
 
  private:
+  // Lists a finished page in the package and navigation documents.
+  int RegisterPage(const std::string& name);
   // Imports one page; on success refs receives what it refers to, in the
   // order the walk follows them.
   int ImportHtml(const char* srcPath, const char* destPath, std::vector<std::string>* refs);

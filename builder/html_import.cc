@@ -131,10 +131,7 @@ int EpubBase::ImportHtml(const char* srcPath, const char* destPath,
   CreateFile(dest.c_str());
   page.SaveFile(dest.c_str());  // a failed save is not reported
 
-  if (opfFile == nullptr || ncxFile == nullptr) return KAV_ERR_NO_PAGE;
-  r = opfFile->AddRecordToOpf(fileName.c_str());
-  if (r != 0) return r;
-  r = ncxFile->AddRecordToNcx(fileName.c_str());
+  r = RegisterPage(fileName);
   if (r != 0) return r;
 
   // Everything the page refers to lands flat beside it under its own base

@@ -74,9 +74,7 @@ int EpubBase::AddImageToEpub(const char* imagePath) {
   if (opfFile == nullptr || ncxFile == nullptr) return KAV_ERR_NO_PAGE;
   r = opfFile->AddRecordToOpf(ref.c_str());
   if (r != 0) return r;
-  r = opfFile->AddRecordToOpf(name.c_str());
-  if (r != 0) return r;
-  return ncxFile->AddRecordToNcx(name.c_str());
+  return RegisterPage(name);
 }
 
 int EpubBase::AddImageToPage(const char* imagePath) {

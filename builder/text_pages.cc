@@ -54,10 +54,7 @@ int EpubBase::EndPage() {
   delete pageFile;
   pageFile = nullptr;
 
-  if (opfFile == nullptr || ncxFile == nullptr) return KAV_ERR_NO_PAGE;
-  r = opfFile->AddRecordToOpf(name.c_str());
-  if (r != 0) return r;
-  r = ncxFile->AddRecordToNcx(name.c_str());
+  r = RegisterPage(name);
   if (r != 0) return r;
 
   // Each page starts the paragraph heuristics afresh.
@@ -66,4 +63,11 @@ int EpubBase::EndPage() {
   prevLineLen = 0;
   maxLineLen = 0;
   return KAV_OK;
+}
+
+int EpubBase::RegisterPage(const std::string& name) {
+  if (opfFile == nullptr || ncxFile == nullptr) return KAV_ERR_NO_PAGE;
+  int r = opfFile->AddRecordToOpf(name.c_str());
+  if (r != 0) return r;
+  return ncxFile->AddRecordToNcx(name.c_str());
 }
