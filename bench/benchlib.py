@@ -13,10 +13,10 @@ _PROBE = ("import resource,subprocess,sys,time;s=time.perf_counter();"
           "print(time.perf_counter()-s, resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)")
 
 
-def measure(command):
+def measure(command, env=None):
     """(seconds, peak MB) of one run of command."""
     out = subprocess.run([sys.executable, "-c", _PROBE] + command, check=True,
-                         capture_output=True, text=True).stdout.split()
+                         capture_output=True, text=True, env=env).stdout.split()
     return float(out[0]), int(out[1]) / 1024
 
 
@@ -32,6 +32,29 @@ def zip_floor(epub, work):
     start = time.perf_counter()
     subprocess.run(["zip", "-r", "-6", "-q", floor, "."], cwd=book_dir, check=True)
     return time.perf_counter() - start
+
+
+def creation_floor(work):
+    """Seconds that a plain loop takes to write the unpacked book's files
+    afresh (same names and sizes) on the file system that holds work: what
+    the file system alone charges for creating that many files."""
+    source = os.path.join(work, "unpacked")
+    target = os.path.join(work, "created")
+    shutil.rmtree(target, ignore_errors=True)
+    files = []
+    for root, _, names in os.walk(source):
+        for name in names:
+            path = os.path.join(root, name)
+            with open(path, "rb") as f:
+                files.append((os.path.join(target, os.path.relpath(path, source)), f.read()))
+    start = time.perf_counter()
+    for path, data in files:
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as f:
+            f.write(data)
+    seconds = time.perf_counter() - start
+    shutil.rmtree(target)
+    return seconds
 
 
 def build_dir():

@@ -8,6 +8,8 @@ packages=(
   libxml2-dev zlib1g-dev libzip-dev libmobi-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   epubcheck unzip zip w3c-sgml-lib
+  libuchardet-dev
+  clang-14 libclang-rt-14-dev valgrind
 )
 
 missing=()
