@@ -16,8 +16,8 @@ bool Parse(std::vector<const char*> words, kavcli::Options* options, std::string
 TEST(Options, PositionalsAndValuesInAnyOrder) {
   kavcli::Options options;
   std::string error;
-  ASSERT_TRUE(Parse({"a.txt", "--title", "T -x", "-q", "--cover=c.jpg", "--", "--b.epub"},
-                    &options, &error));
+  ASSERT_TRUE(Parse({"a.txt", "--title", "T -x", "-q", "--cover=c.jpg", "--", "--b.epub"}, &options,
+                    &error));
   EXPECT_EQ((std::vector<std::string>{"a.txt", "--b.epub"}), options.positional);
   EXPECT_STREQ("T -x", options.Get("title", ""));
   EXPECT_STREQ("c.jpg", options.Get("cover", ""));
@@ -26,8 +26,8 @@ TEST(Options, PositionalsAndValuesInAnyOrder) {
 }
 
 TEST(Options, UnknownOrIncompleteOptionsAreRefused) {
-  for (std::vector<const char*> words : std::vector<std::vector<const char*>>{
-           {"--author", "A"}, {"a", "--title"}, {"-x"}}) {
+  for (std::vector<const char*> words :
+       std::vector<std::vector<const char*>>{{"--author", "A"}, {"a", "--title"}, {"-x"}}) {
     kavcli::Options options;
     std::string error;
     EXPECT_FALSE(Parse(words, &options, &error)) << words[0];

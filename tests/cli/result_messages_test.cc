@@ -1,10 +1,11 @@
 // Every result code declared in a header has a message in kav-epub: the
 // headers are read as text, so a code added later without a message fails.
 
+#include "cli/result_messages.h"
+
 #include <regex>
 #include <string>
 
-#include "cli/result_messages.h"
 #include "support/test_support.h"
 
 namespace {
@@ -13,7 +14,8 @@ TEST(ResultMessages, EveryDeclaredCodeHasAMessage) {
   const char* headers[] = {"service/kav_result.h", "platform/ebase/kav_ebase.h",
                            "platform/mobi/kav_mobi.h"};
   // "  NAME = 401," in the enum, "#define NAME 621" in the companions.
-  const std::regex code(R"((?:^\s*([A-Z_]+)\s*=\s*(-?[0-9]+)\s*,)|(?:^#define\s+([A-Z_]+)\s+\(?(-?[0-9]+)\)?))");
+  const std::regex code(
+      R"((?:^\s*([A-Z_]+)\s*=\s*(-?[0-9]+)\s*,)|(?:^#define\s+([A-Z_]+)\s+\(?(-?[0-9]+)\)?))");
   int seen = 0;
   for (const char* header : headers) {
     for (const std::string& line : kavtest::Lines(kavtest::ReadFile(kavtest::SourcePath(header)))) {

@@ -3,6 +3,7 @@
 
 #include <pthread.h>
 
+#include <map>
 #include <set>
 #include <string>
 
@@ -39,43 +40,35 @@ Imported Import(const std::string& dir, const std::string& html) {
   return result;
 }
 
+// Deep nesting and the codes of each failure are the page clean-up's tests'
+// concern; here whole books come of whatever the files hold.
 TEST(HostileHtml, BadFilesAndReferencesGiveACodeOrABookOfWhatExists) {
   kavtest::TempDir dir;
   for (const char* name : {"dir.png", "sub", "chapter.html", "top.html"}) {
     kavtest::MakeDirs(dir / name);
   }
-  std::string deep;
-  for (int i = 0; i < 100000; ++i) deep += "<div>";
   WriteFile(dir / "random.html", kave2e::RandomBytes(1 << 20, 7));
   WriteFile(dir / "markup.html", kave2e::RandomBytes(1 << 20, 8, "<>/=\"' abpimgulsrcdhef#:.-!&;"));
-  WriteFile(dir / "deep.html", deep + "deep");
   WriteFile(dir / "empty.html", "");
   WriteFile(dir / "refs.html",
             "<p><img src=\"dir.png\" alt=\"d\"><a href=\"sub/\">s</a><a href=\"sub\">s</a>"
             "<a href=\"chapter.html\">c</a><img src=\"gone.png\" alt=\"g\"><a href=\"gone.html\">"
             "g</a><a href=\"sub/gone.htm\">g</a><link rel=\"stylesheet\" href=\"dir.png\"></p>");
-  const std::set<int> noPage = {KAV_ERR_OPEN, KAV_ERR_NO_ELEMENT};
+  // Nothing but the page itself: no reference named a file that exists.
+  const std::set<std::string> kOnlyThePage = {"META-INF/container.xml", "OEBPS/content.opf",
+                                              "OEBPS/main.css",         "OEBPS/page-1.html",
+                                              "OEBPS/toc.ncx",          "mimetype"};
   const std::set<int> anyOf = {KAV_OK, KAV_ERR_OPEN, KAV_ERR_NO_ELEMENT};
-  const std::pair<const char*, std::set<int>> cases[] = {
-      {"random.html", anyOf},
-      {"markup.html", anyOf},
-      {"deep.html", {KAV_OK}},
-      {"refs.html", {KAV_OK}},
-      {"empty.html", noPage},
-      {"top.html", noPage},  // a directory
-      {"absent.html", {KAV_ERR_ARGUMENT}},
-  };
-  for (const auto& [name, codes] : cases) {
+  for (const auto& [name, codes] : std::map<std::string, std::set<int>>{
+           {"random.html", anyOf},
+           {"markup.html", anyOf},
+           {"refs.html", {KAV_OK}},
+           {"empty.html", {KAV_ERR_OPEN, KAV_ERR_NO_ELEMENT}},
+           {"top.html", {KAV_ERR_OPEN, KAV_ERR_NO_ELEMENT}},  // a directory
+           {"absent.html", {KAV_ERR_ARGUMENT}}}) {
     Imported import = Import(dir / "book", dir / name);
     EXPECT_EQ(1u, codes.count(import.code)) << name << ": code " << import.code;
-    // Nothing but the page itself: no reference named a file that exists.
-    if (import.code == KAV_OK) {
-      EXPECT_EQ(
-          (std::set<std::string>{"META-INF/container.xml", "OEBPS/content.opf", "OEBPS/main.css",
-                                 "OEBPS/page-1.html", "OEBPS/toc.ncx", "mimetype"}),
-          import.names)
-          << name;
-    }
+    EXPECT_TRUE(import.code != KAV_OK || import.names == kOnlyThePage) << name;
   }
 }
 

@@ -2,6 +2,8 @@
 #define KAV_EPUB_TESTS_SUPPORT_TEST_SUPPORT_H_
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
+#include <time.h>
 
 #include <map>
 #include <string>
@@ -51,6 +53,30 @@ struct EpubcheckFinding {
   std::string message;
 };
 std::vector<EpubcheckFinding> RunEpubcheck(const std::string& epubPath, std::string* report);
+
+// Sets an environment variable (unsets it for null) for one scope, and
+// tells the C library when the time zone changes.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, const char* value) : name_(name) {
+    const char* old = getenv(name);
+    hadOld_ = old != nullptr;
+    if (hadOld_) old_ = old;
+    Set(value);
+  }
+  ~ScopedEnv() { Set(hadOld_ ? old_.c_str() : nullptr); }
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  void Set(const char* value) {
+    value != nullptr ? setenv(name_.c_str(), value, 1) : unsetenv(name_.c_str());
+    tzset();
+  }
+  std::string name_;
+  bool hadOld_;
+  std::string old_;
+};
 
 // Path of a file in the project tree, and of a built program or library.
 std::string SourcePath(const std::string& relative);

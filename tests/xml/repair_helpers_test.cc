@@ -1,11 +1,9 @@
 #include <libxml/parserInternals.h>
-#include <libxml/tree.h>
 
 #include <string>
 
 #include "service/kav_result.h"
 #include "support/test_support.h"
-#include "xml/repair_nodes.h"
 #include "xml/tree_depth.h"
 #include "xml/xhtml1_strict_dtd.h"
 #include "xml/xhtml_name_lists.h"
@@ -32,23 +30,6 @@ TEST(NameLists, AnswerAsTheLiteralSubstringSearches) {
           << name << " in " << text;
     }
   }
-}
-
-// A value of one text node is read in place; any other shape (entity
-// references split it into several nodes) is built.
-TEST(AttrText, EqualsTheBuiltValue) {
-  xmlDoc* doc = xmlNewDoc(BAD_CAST "1.0");
-  xmlNode* node = xmlNewDocNode(doc, nullptr, BAD_CAST "p", nullptr);
-  xmlDocSetRootElement(doc, node);
-  for (const char* value : {"plain", "", "a&amp;b", "a&unknown;b", "&#65;&lt;", "&x;", "x&y;"}) {
-    xmlAttr* attr = xmlNewDocProp(doc, BAD_CAST "title", BAD_CAST value);
-    attr->parent = node;
-    node->properties = attr;
-    std::string storage;
-    EXPECT_EQ(kav_xml::AttrValue(attr), kav_xml::AttrText(attr, &storage)) << value;
-    xmlRemoveProp(attr);
-  }
-  xmlFreeDoc(doc);
 }
 
 TEST(HtmlDepth, RaisedParserLimitStillGivesTheBoundedTree) {

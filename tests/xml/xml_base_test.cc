@@ -67,31 +67,18 @@ TEST(XmlBase, PageIsSavedUnformattedWithDoctypeAttributesInChainOrderAndEntities
             SavedLines(page));
 }
 
-TEST(XmlBase, PlainPathsFillTheNewestElementAndNewDocumentsAndRootsReplaceTheOld) {
-  XMLBase ncx;
-  ASSERT_CODE(KAV_OK, ncx.Init());
-  ncx.AddXMLNode(nullptr, "old", nullptr);
-  ASSERT_CODE(KAV_OK, ncx.InitForOpf());  // a fresh document without doctype
+// Filling the newest element by plain paths is the navigation document's
+// byte-exact test; here a new document and a new root replace the old.
+TEST(XmlBase, NewDocumentsAndRootsReplaceTheOld) {
+  XMLBase doc;
+  ASSERT_CODE(KAV_OK, doc.Init());
+  ASSERT_CODE(KAV_OK, doc.AddXMLNode(nullptr, "gone", nullptr));
+  ASSERT_CODE(KAV_OK, doc.InitForOpf());  // a fresh document without doctype
   EXPECT_THAT(
-      (Codes{ncx.AddXMLNode(nullptr, "old", nullptr), ncx.AddXMLNode("old", "child", nullptr),
-             ncx.AddXMLNode(nullptr, "ncx", nullptr), ncx.AddXMLNode("ncx", "docTitle", nullptr),
-             ncx.AddXMLNode("docTitle", "text", nullptr), ncx.AddTextToNode("text", "Book"),
-             ncx.AddXMLNode("ncx", "navMap", nullptr)}),
+      (Codes{doc.AddXMLNode(nullptr, "old", nullptr), doc.AddXMLNode("old", "child", nullptr),
+             doc.AddXMLNode(nullptr, "new", nullptr), doc.AddTextToNode("new", "t")}),
       Each(KAV_OK));
-  for (const char* label : {"1", "2"}) {
-    EXPECT_THAT(
-        (Codes{ncx.AddXMLNode("navMap", "navPoint", nullptr),
-               ncx.AddXMLNode("navPoint", "navLabel", nullptr),
-               ncx.AddXMLNode("navLabel", "text", nullptr), ncx.AddTextToNode("text", label),
-               ncx.AddXMLNode("navPoint", "content", nullptr)}),
-        Each(KAV_OK));
-  }
-  EXPECT_EQ((Lines{kDecl,
-                   "<ncx><docTitle><text>Book</text></docTitle><navMap><navPoint><navLabel><text>"
-                   "1</text></navLabel><content/></navPoint><navPoint><navLabel><text>2</text>"
-                   "</navLabel><content/></navPoint></navMap></ncx>",
-                   ""}),
-            SavedLines(ncx));
+  EXPECT_EQ((Lines{kDecl, "<new>t</new>", ""}), SavedLines(doc));
 }
 
 TEST(XmlBase, FailuresReturnTheirCodesQuietlyAndChangeNothing) {
@@ -161,11 +148,11 @@ TEST(NodePath, FindNodeCountsOccurrencesAmongTheStartAndItsFollowingSiblings) {
   EXPECT_CODE(KAV_OK, xml.SetNodeAttribute("tr-1", "id", "first"));
   EXPECT_EQ("newest", Id(xml.FindNode(xml.Root(), "tr-3")));
   EXPECT_EQ("first", Id(xml.FindNode(xml.Root(), "tr")));
-  // A missing occurrence among many siblings is found missing in one pass.
+  // A missing occurrence among many siblings is found missing in one pass:
+  // a pass per combination of siblings would never end.
   std::string rows;
   for (int i = 1; i <= 60; ++i) rows += "<tr id='r" + std::to_string(i) + "'><td/><td/></tr>";
   ParsedXml many("<table>" + rows + "</table>");
-  EXPECT_EQ("r60", Id(many.FindNode(many.Root(), "tr-60")));
   EXPECT_EQ("null", Id(many.FindNode(many.Root(), "tr-61")));
   EXPECT_EQ("null", Id(many.FindNode(many.Root(), "tr-30/td-3")));
 }

@@ -81,24 +81,15 @@ std::vector<std::string> Books(const std::string& suffix) {
   return names;
 }
 
-TEST(MobiReader, EachFixtureGivesItsMetadataCoverAndHtmlWhoseReferencesResolve) {
+// Title, author and cover are checked in the books made of these fixtures.
+TEST(MobiReader, EachFixtureGivesHtmlWhoseTextReadsAndReferencesResolve) {
   ASSERT_EQ(5u, Books(".expect").size());
   for (const std::string& name : Books(".expect")) {
     SCOPED_TRACE(name);
-    std::map<std::string, std::string> expected;
-    for (const std::string& line : kavtest::Lines(kavtest::ReadFile(kBooks + name + ".expect"))) {
-      const size_t equals = line.find('=');
-      if (equals != std::string::npos) expected[line.substr(0, equals)] = line.substr(equals + 1);
-    }
     kavtest::TempDir dir;
     Reader reader;
     ASSERT_CODE(0, reader.Open(kBooks + name + ".mobi"));
     ASSERT_CODE(0, reader.Extract(dir / "tmp.html"));
-    EXPECT_EQ(expected["title"], reader.Title());
-    EXPECT_EQ(expected["author"], reader.Author());
-    std::optional<std::string> cover = reader.Cover();
-    EXPECT_EQ(expected["cover"] == "yes", cover.has_value());
-    EXPECT_TRUE(!cover || kavtest::Exists(dir / *cover)) << cover.value_or("");
     Html html = ReadHtml(dir / "tmp.html");
     ASSERT_TRUE(html.parsed);
     for (const std::string& src : html.images) EXPECT_TRUE(kavtest::Exists(dir / src)) << src;
@@ -112,8 +103,9 @@ TEST(MobiReader, EachFixtureGivesItsMetadataCoverAndHtmlWhoseReferencesResolve) 
          {"Jürgen Groß", "Grünwald", "灯塔守护者", "Sturm; Fenster geöffnet", "Ende — 终"}) {
       EXPECT_NE(std::string::npos, html.text.find(words)) << words;
     }
-    if (name == "lantern_mobi6") continue;
-    EXPECT_THAT(html.links, testing::Contains("#storm"));
+    if (name != "lantern_mobi6") {
+      EXPECT_THAT(html.links, testing::Contains("#storm"));
+    }
   }
 }
 
@@ -162,21 +154,30 @@ TEST(MobiReader, ArgumentsAndLifecycleAreChecked) {
   reader.s->Close(reader.s->handle);
 }
 
-// 64 cuts of a book, 8 runs of random bytes, then 32 books with 20 random
-// bytes changed: each fails with a reader code and writes no HTML, or opens
-// and extracts to HTML that parses.
-TEST(MobiReader, TruncatedRandomAndCorruptedBooksFailOrStayUsable) {
+// 64 cuts of a book, 8 runs of random bytes, 32 books with 20 random bytes
+// changed, then one whose header flag is no UTF-8 (libxml2, under libmobi,
+// complains about it): each fails with a reader code and writes no HTML, or
+// opens and extracts to HTML that parses, and nothing is printed.
+TEST(MobiReader, TruncatedRandomAndCorruptedBooksFailOrStayUsableQuietly) {
   kavtest::TempDir dir;
   const std::string book = kavtest::ReadFile(kBooks + "lantern_joint.mobi");
-  ASSERT_FALSE(book.empty()) << "fixtures missing";
+  std::string flagged = kavtest::ReadFile(kBooks + "lantern_mobi6.mobi");
+  ASSERT_NE(std::string::npos, flagged.find("\x0ctrue")) << "fixtures missing";
+  flagged.replace(flagged.find("\x0ctrue") + 1, 1, "\xbb");
   std::mt19937 random(20240611);
-  for (size_t i = 0; i < 104; ++i) {
+  fflush(nullptr);
+  int saved[] = {dup(1), dup(2)}, sink = open((dir / "printed").c_str(), O_WRONLY | O_CREAT, 0600);
+  ASSERT_TRUE(saved[0] >= 0 && saved[1] >= 0 && sink >= 0);
+  dup2(sink, 1);
+  dup2(sink, 2);
+  for (size_t i = 0; i < 105; ++i) {
     SCOPED_TRACE(i);
     std::string bytes =
-        i < 64   ? book.substr(0, book.size() - book.size() * i / 64 - 1)
-        : i < 72 ? std::string(size_t{16} << (i - 64), '\0')
-                 : kavtest::ReadFile(kBooks + (i % 2 ? "lantern_kf8.mobi" : "lantern_mobi6.mobi"));
-    for (size_t n = 0; i >= 64 && n < (i < 72 ? bytes.size() : 20); ++n)
+        i < 64    ? book.substr(0, book.size() - book.size() * i / 64 - 1)
+        : i < 72  ? std::string(size_t{16} << (i - 64), '\0')
+        : i < 104 ? kavtest::ReadFile(kBooks + (i % 2 ? "lantern_kf8.mobi" : "lantern_mobi6.mobi"))
+                  : flagged;
+    for (size_t n = 0; i >= 64 && i < 104 && n < (i < 72 ? bytes.size() : 20); ++n)
       bytes[random() % bytes.size()] = static_cast<char>(random());
     kavtest::WriteFile(dir / "bad.mobi", bytes);
     kavtest::TempDir out;
@@ -192,31 +193,9 @@ TEST(MobiReader, TruncatedRandomAndCorruptedBooksFailOrStayUsable) {
     EXPECT_EQ(code == 0, kavtest::Exists(out / "tmp.html")) << code;
     EXPECT_TRUE(code != 0 || ReadHtml(out / "tmp.html").parsed);
   }
-}
-
-TEST(MobiReader, PrintsNothingForGoodOrBadBooks) {
-  kavtest::TempDir dir;
-  std::vector<std::string> books;
-  for (const std::string& name : Books(".mobi")) books.push_back(kBooks + name + ".mobi");
-  // A flag in the header that is no UTF-8 makes libxml2, under libmobi, complain.
-  std::string book = kavtest::ReadFile(kBooks + "lantern_mobi6.mobi");
-  ASSERT_NE(std::string::npos, book.find("\x0ctrue"));
-  kavtest::WriteFile(dir / "bad.mobi", book.replace(book.find("\x0ctrue") + 1, 1, "\xbb"));
-  books.push_back(dir / "bad.mobi");
-  fflush(nullptr);
-  int saved[] = {dup(1), dup(2)}, sink = open((dir / "printed").c_str(), O_WRONLY | O_CREAT, 0600);
-  ASSERT_TRUE(saved[0] >= 0 && saved[1] >= 0 && sink >= 0);
-  dup2(sink, 1);
-  dup2(sink, 2);
-  int failures = 0;
-  for (const std::string& book : books) {
-    Reader reader;
-    failures += reader.Open(book) != 0 || reader.Extract(dir / "tmp.html") != 0;
-  }
   fflush(nullptr);
   for (int fd : {1, 2}) dup2(saved[fd - 1], fd), close(saved[fd - 1]);
   close(sink);
-  EXPECT_EQ(4, failures);  // the invalid books
   EXPECT_EQ("", kavtest::ReadFile(dir / "printed"));
 }
 
