@@ -9,7 +9,7 @@ extern "C" {
 #define KAV_EBASE_ERR_ARGUMENT 520  // bookDir or epubPath is null or empty
 #define KAV_EBASE_ERR_BOOK_DIR 521  // the book directory is missing, not a directory or unreadable
 #define KAV_EBASE_ERR_NO_MIMETYPE 522  // the book directory has no regular file "mimetype"
-#define KAV_EBASE_ERR_OUTPUT 523       // no temporary file can be made beside epubPath
+#define KAV_EBASE_ERR_OUTPUT 523       // epubPath is no regular file, or nothing can be made beside it
 #define KAV_EBASE_ERR_ARCHIVE 524      // the archive could not be written
 #define KAV_EBASE_ERR_RENAME 525       // the finished archive could not be renamed over epubPath
 #define KAV_EBASE_ERR_MEMORY 526       // out of memory

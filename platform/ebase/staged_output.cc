@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -35,6 +36,10 @@ StagedOutput::~StagedOutput() {
 }
 
 bool StagedOutput::Reserve() {
+  // Only a regular file may be replaced: renaming over /dev/full or a
+  // directory's entry for a device would destroy something that is no book.
+  struct stat existing {};
+  if (stat(target_.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode)) return false;
   for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
     std::string candidate = target_ + UniqueSuffix();
     // open with 0666 rather than mkstemp (0600): the book then gets the
