@@ -2,11 +2,12 @@
 #include <string.h>
 
 #include "convert/epub_management.h"
+#include "convert/text_file.h"
 #include "convert/text_lines.h"
 
 int GetPageNumForTXT(const char* txtPath) {
   if (txtPath == nullptr) return 0;
-  FILE* file = fopen(txtPath, "r");
+  FILE* file = kav_convert::OpenTextFile(txtPath);
   if (file == nullptr) return 0;
 
   int lines = 0;

@@ -5,6 +5,7 @@
 #include "builder/epub_base.h"
 #include "convert/epub_management.h"
 #include "convert/progress_report.h"
+#include "convert/text_file.h"
 #include "convert/text_lines.h"
 #include "platform/tool/kav_tool.h"
 #include "service/kav_result.h"
@@ -33,7 +34,7 @@ int EpubManagement::TXT2Epub(const char* txtPath, const char* epubPath, void* us
   int result = epub->Init(workDir.c_str(), title.c_str(), author.c_str());
   if (result != KAV_OK) return result;
 
-  FILE* text = fopen(txtPath, "r");
+  FILE* text = kav_convert::OpenTextFile(txtPath);
   if (text == nullptr) return KAV_ERR_OPEN;
 
   const int pages = GetPageNumForTXT(txtPath);

@@ -1,14 +1,18 @@
 // Life of the document and the operations the document builders write with.
 #include "xml/xml_base.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <unordered_set>
+#include <vector>
 
 #include "platform/tool/kav_tool.h"
 #include "service/kav_result.h"
 #include "xml/id_index.h"
 #include "xml/libxml_quiet.h"
+#include "xml/well_formed.h"
 #include "xml/xml_string.h"
 
 namespace {
@@ -163,6 +167,18 @@ unsigned int XMLBase::SaveFile(const char* fileName) {
   if (doc == nullptr) return KAV_ERR_NO_DOCUMENT;
   kav_xml::XmlString path(fileName);
   kav_xml::XmlString encoding("UTF-8");
+  std::vector<const xmlNode*> removed;
+  kav_xml::MakeWellFormed(doc, &removed);
+  if (!removed.empty()) {
+    // Dissolved elements must not be found again through a remembered answer.
+    ForgetSearches();
+    lastFound = nullptr;
+    const std::unordered_set<const xmlNode*> gone(removed.begin(), removed.end());
+    anchorLinks.erase(
+        std::remove_if(anchorLinks.begin(), anchorLinks.end(),
+                       [&gone](const xmlNode* node) { return gone.count(node) != 0; }),
+        anchorLinks.end());
+  }
   kav_xml::QuietLibxml quiet;
   if (xmlSaveFileEnc(path.c_str(), doc, encoding.c_str()) == -1) return KAV_ERR_XML_SAVE;
   return KAV_OK;
