@@ -3,6 +3,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/mobi/contained_references.h"
 #include "platform/mobi/file_writer.h"
 #include "platform/mobi/filepos_anchors.h"
 #include "platform/mobi/kav_mobi.h"
@@ -31,7 +32,7 @@ std::string BookHtml(const MOBIRawml& rawml) {
 }
 
 int ExtractBookHtml(const MOBIRawml& rawml, const std::string& htmlPath) {
-  std::string html = BookHtml(rawml);
+  std::string html = WithContainedReferences(BookHtml(rawml));
   size_t slash = htmlPath.rfind('/');
   std::string dir = slash == std::string::npos ? std::string() : htmlPath.substr(0, slash + 1);
   int result = WriteImageResources(rawml.resources, dir);

@@ -1,5 +1,7 @@
 #include "platform/mobi/mobi_book.h"
 
+#include <stdint.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -45,6 +47,32 @@ bool HasHtmlPart(const MOBIRawml* rawml) {
 
 char* TextOrEmpty(char* text) { return text != nullptr ? text : strdup(""); }
 
+// libmobi sizes each record as the 32-bit distance to the next record's
+// offset, so an offset below the one before it (or past the end of the file)
+// makes it ask for up to 4 GB for a few bytes of book. Such a record table
+// belongs to a damaged file. A table too short to read is left to libmobi.
+bool RecordOffsetsFit(const char* path, off_t fileSize) {
+  FILE* file = fopen(path, "rb");
+  if (file == nullptr) return true;
+  unsigned char header[78];  // the database header; the record count ends it
+  bool fit = true;
+  if (fread(header, 1, sizeof header, file) == sizeof header) {
+    unsigned count = static_cast<unsigned>(header[76] << 8 | header[77]);
+    uint32_t previous = 0;
+    unsigned char entry[8];  // offset, attributes and id of one record
+    for (unsigned i = 0; fit && i < count && fread(entry, 1, sizeof entry, file) == sizeof entry;
+         ++i) {
+      uint32_t offset = static_cast<uint32_t>(entry[0]) << 24 |
+                        static_cast<uint32_t>(entry[1]) << 16 |
+                        static_cast<uint32_t>(entry[2]) << 8 | entry[3];
+      fit = offset >= previous && offset <= static_cast<uint64_t>(fileSize);
+      previous = offset;
+    }
+  }
+  fclose(file);
+  return fit;
+}
+
 }  // namespace
 
 int MobiBook::Open(const char* path) {
@@ -53,6 +81,7 @@ int MobiBook::Open(const char* path) {
   // libmobi takes a directory for a damaged book; say what it is.
   struct stat info;
   if (stat(path, &info) != 0 || !S_ISREG(info.st_mode)) return KAV_MOBI_ERR_NOT_FOUND;
+  if (!RecordOffsetsFit(path, info.st_size)) return KAV_MOBI_ERR_DAMAGED;
   data_ = mobi_init();
   if (data_ == nullptr) return KAV_MOBI_ERR_NO_MEMORY;
   int result = ReaderCode(mobi_load_filename(data_, path));
