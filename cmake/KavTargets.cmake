@@ -21,12 +21,15 @@ function(kav_add_component name)
   set_property(GLOBAL APPEND PROPERTY KAV_COMPONENT_OBJECTS $<TARGET_OBJECTS:kav_${name}_objects>)
 endfunction()
 
-# kav_add_companion(NAME sources...): a companion shared library (libNAME.so).
+# kav_add_companion(NAME sources...): a companion shared library (libNAME.so,
+# versioned like libKav_Epub).
 function(kav_add_companion name)
   add_library(${name} SHARED ${ARGN})
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/KavEpub>)
   target_compile_options(${name} PRIVATE ${KAV_WARNINGS})
-  set_target_properties(${name} PROPERTIES LINK_FLAGS "-Wl,--no-undefined")
+  set_target_properties(${name} PROPERTIES LINK_FLAGS "-Wl,--no-undefined"
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 endfunction()
 
 # kav_add_test(NAME SOURCES files... LIBS libs...): one GoogleTest program,

@@ -8,6 +8,7 @@
 
 #include "platform/ebase/archive_output.h"
 #include "platform/ebase/book_files.h"
+#include "platform/tool/source_date_epoch.h"
 
 namespace kav_ebase {
 
@@ -17,14 +18,26 @@ namespace {
 
 constexpr zip_uint32_t kDeflateLevel = 6;
 
-// The time written into every entry. Empty keeps each file's own
-// modification time; a fixed time here makes books reproducible byte for byte.
-std::optional<time_t> FixedEntryTime() { return std::nullopt; }
+// The time written into every entry: SOURCE_DATE_EPOCH when it is set, which
+// makes books reproducible byte for byte; empty otherwise, keeping each
+// file's own modification time. Entry times are local clock readings, which
+// libzip makes from a time_t through the local time zone; the instant is
+// shifted so that they read as its UTC time on any machine, as the book's
+// identifier does.
+std::optional<time_t> FixedEntryTime() {
+  time_t epoch;
+  struct tm fields;
+  if (!KavSourceDateEpoch(&epoch) || gmtime_r(&epoch, &fields) == nullptr) return std::nullopt;
+  fields.tm_isdst = -1;
+  const time_t shifted = mktime(&fields);
+  if (shifted == static_cast<time_t>(-1)) return std::nullopt;
+  return shifted;
+}
 
-// Adds the book file relative as entry `relative`. The file is read only
-// when the archive is closed.
+// Adds the book file relative as entry `relative`, dated fixedTime when it
+// is set. The file is read only when the archive is closed.
 bool AddFile(zip_t* archive, BookFiles* files, const std::string& relative, zip_int32_t method,
-             zip_uint32_t level) {
+             zip_uint32_t level, const std::optional<time_t>& fixedTime) {
   zip_source_t* source = files->CreateSource(relative, nullptr);
   if (source == nullptr) return false;
   const zip_int64_t index = zip_file_add(archive, relative.c_str(), source, 0);
@@ -34,7 +47,6 @@ bool AddFile(zip_t* archive, BookFiles* files, const std::string& relative, zip_
   }
   const zip_uint64_t entry = static_cast<zip_uint64_t>(index);
   if (zip_set_file_compression(archive, entry, method, level) != 0) return false;
-  const std::optional<time_t> fixedTime = FixedEntryTime();
   return !fixedTime || zip_file_set_mtime(archive, entry, *fixedTime, 0) == 0;
 }
 
@@ -44,9 +56,10 @@ bool AddAllFiles(zip_t* archive, BookFiles* files, const std::string& mimetype,
   // at offset 30: the first entry, uncompressed, without extra fields.
   // libzip gives a new entry none as long as its size is known up front,
   // which a book file source's is.
-  if (!AddFile(archive, files, mimetype, ZIP_CM_STORE, 0)) return false;
+  const std::optional<time_t> fixedTime = FixedEntryTime();
+  if (!AddFile(archive, files, mimetype, ZIP_CM_STORE, 0, fixedTime)) return false;
   for (const std::string& relative : contentFiles) {
-    if (!AddFile(archive, files, relative, ZIP_CM_DEFLATE, kDeflateLevel)) return false;
+    if (!AddFile(archive, files, relative, ZIP_CM_DEFLATE, kDeflateLevel, fixedTime)) return false;
   }
   return true;
 }

@@ -9,6 +9,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "platform/tool/source_date_epoch.h"
+
 int KavIsStrNullOrEmpty(const char* text) { return text == NULL || text[0] == '\0'; }
 
 int KavIsFileOrDirExists(const char* path) {
@@ -57,12 +59,18 @@ int KavDeleteDir(const char* path) {
 
 char* KavGetLocalCurrentTime(const char* format, int size) {
   if (format == NULL || size <= 0) return NULL;
-  time_t now = time(NULL);
-  struct tm local;
-  if (localtime_r(&now, &local) == NULL) return NULL;
+  // With SOURCE_DATE_EPOCH set, that instant stands for "now", in UTC rather
+  // than local time so that the same input makes the same book on any
+  // machine; an instant too far out to be a date falls back to the clock.
+  time_t epoch;
+  struct tm when;
+  if (!KavSourceDateEpoch(&epoch) || gmtime_r(&epoch, &when) == NULL) {
+    time_t now = time(NULL);
+    if (localtime_r(&now, &when) == NULL) return NULL;
+  }
   char* text = calloc((size_t)size, 1);
   if (text == NULL) return NULL;
-  if (strftime(text, (size_t)size, format, &local) == 0 && format[0] != '\0') {
+  if (strftime(text, (size_t)size, format, &when) == 0 && format[0] != '\0') {
     free(text);
     return NULL;
   }

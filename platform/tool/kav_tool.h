@@ -25,7 +25,8 @@ KAV_TOOL_API int KavMkdir(const char* path);
 // links (a link is removed, never its target); 0 on success.
 KAV_TOOL_API int KavDeleteDir(const char* path);
 // The local time formatted with a strftime format into at most size - 1
-// characters, newly allocated; null on failure.
+// characters, newly allocated; null on failure. When SOURCE_DATE_EPOCH holds
+// a non-negative integer, that instant in UTC is formatted instead.
 KAV_TOOL_API char* KavGetLocalCurrentTime(const char* format, int size);
 
 #ifdef __cplusplus

@@ -1,0 +1,221 @@
+"""Kav EPUB for Python: libKav_Epub's C record through ctypes, nothing else.
+
+    import kav_epub
+
+    with kav_epub.EpubService() as epub:            # finds libKav_Epub.so
+        epub.txt2epub("book.txt", "book.epub", "/tmp/work",
+                      progress=lambda done, total: print(done, "of", total))
+
+        epub.init_epub("/tmp/work", "My Book", "Me")  # or page by page
+        epub.start_page()
+        epub.add_text_line("Hello, world.\\n")
+        epub.end_page()
+        epub.generate_epub("hello.epub")
+        epub.clear_up()
+
+Every failing entry raises KavEpubError carrying the library's result code
+(the names are in service/kav_result.h). The library is found by the path
+given to EpubService, else the environment variable KAV_EPUB_LIBRARY, else
+the project's build directory beside this folder.
+"""
+import ctypes
+import os
+
+__all__ = ["CANCEL", "EpubService", "KavEpubError", "copyright", "find_library"]
+
+# A progress callback returns CANCEL to stop a whole-file conversion.
+CANCEL = -2
+
+
+class KavEpubError(Exception):
+    """A result code other than 0 from one of the library's entries."""
+
+    def __init__(self, operation, code):
+        super().__init__(f"{operation} failed with result code {code}")
+        self.operation = operation
+        self.code = code
+
+
+_ProgressCallback = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_int, ctypes.c_int)
+
+
+class _Data(ctypes.Structure):
+    _fields_ = [("epub", ctypes.c_void_p)]
+
+
+_DataPtr = ctypes.POINTER(_Data)
+_Str = ctypes.c_char_p
+
+
+def _entry(*arguments):
+    return ctypes.CFUNCTYPE(ctypes.c_int, *arguments)
+
+
+class _Service(ctypes.Structure):
+    # Twelve pointer-sized slots, in the order of TEpubService.
+    _fields_ = [
+        ("data", _DataPtr),
+        ("InitEpub", _entry(_DataPtr, _Str, _Str, _Str)),
+        ("ClearUp", ctypes.CFUNCTYPE(None, _DataPtr)),
+        ("StartPage", _entry(_DataPtr)),
+        ("EndPage", _entry(_DataPtr)),
+        ("AddTextLineToPage", _entry(_DataPtr, _Str)),
+        ("AddImageToPage", _entry(_DataPtr, _Str)),
+        ("AddImageToEpub", _entry(_DataPtr, _Str)),
+        ("GenerateEpub", _entry(_DataPtr, _Str)),
+        ("AddHtmlToEpub", _entry(_DataPtr, _Str)),
+        ("Txt2Epub", _entry(_Str, _Str, _Str, _Str, _Str, ctypes.c_void_p, _ProgressCallback)),
+        ("Mobi2Epub", _entry(_Str, _Str, _Str, ctypes.c_void_p, _ProgressCallback)),
+    ]
+
+
+def find_library(path=None):
+    """The path of libKav_Epub.so that EpubService(path) would load."""
+    if path:
+        return os.fspath(path)
+    if os.environ.get("KAV_EPUB_LIBRARY"):
+        return os.environ["KAV_EPUB_LIBRARY"]
+    here = os.path.dirname(os.path.abspath(__file__))
+    return os.path.join(here, "..", "build", "libKav_Epub.so")
+
+
+_loaded = {}
+
+
+def _load(path):
+    path = os.path.abspath(find_library(path))
+    if path not in _loaded:
+        library = ctypes.CDLL(path)
+        library.CreateEpubService.restype = ctypes.POINTER(_Service)
+        library.CreateEpubService.argtypes = []
+        library.FreeEpubService.restype = None
+        library.FreeEpubService.argtypes = [ctypes.POINTER(_Service)]
+        library.GetEpubCopyright.restype = ctypes.c_void_p
+        library.GetEpubCopyright.argtypes = []
+        _loaded[path] = library
+    return _loaded[path]
+
+
+def _bytes(text):
+    """A path or text as the library takes it: bytes, NUL-terminated by ctypes."""
+    if text is None:
+        return None
+    if isinstance(text, str):
+        return text.encode("utf-8", "surrogateescape")
+    return os.fsencode(text)
+
+
+def copyright(library=None):
+    """The library's one-line notice."""
+    lib = _load(library)
+    pointer = lib.GetEpubCopyright()
+    if not pointer:
+        raise MemoryError("GetEpubCopyright")
+    try:
+        return ctypes.string_at(pointer).decode("utf-8", "replace")
+    finally:
+        libc = ctypes.CDLL(None)
+        libc.free.argtypes = [ctypes.c_void_p]
+        libc.free(pointer)
+
+
+class EpubService:
+    """One service record: a book built page by page, and whole-file
+    conversions. Close it (or use it as a context manager) to release the
+    record and any book in progress with its working files."""
+
+    def __init__(self, library=None):
+        self._lib = _load(library)
+        self._record = self._lib.CreateEpubService()
+        if not self._record:
+            raise MemoryError("CreateEpubService")
+
+    def close(self):
+        # getattr: also called for an object whose __init__ failed.
+        if getattr(self, "_record", None):
+            self._lib.FreeEpubService(self._record)
+            self._record = None
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exc):
+        self.close()
+
+    def __del__(self):
+        self.close()
+
+    def _service(self):
+        if not self._record:
+            raise ValueError("the service record is closed")
+        return self._record.contents
+
+    def _book(self, name, *arguments):
+        service = self._service()
+        code = getattr(service, name)(service.data, *map(_bytes, arguments))
+        if code != 0:
+            raise KavEpubError(name, code)
+
+    # The book built page by page.
+    def init_epub(self, work_dir, title="", author=""):
+        self._book("InitEpub", work_dir, title, author)
+
+    def start_page(self):
+        self._book("StartPage")
+
+    def add_text_line(self, line):
+        self._book("AddTextLineToPage", line)
+
+    def add_image_to_page(self, image_path):
+        self._book("AddImageToPage", image_path)
+
+    def end_page(self):
+        self._book("EndPage")
+
+    def add_image_page(self, image_path):
+        self._book("AddImageToEpub", image_path)
+
+    def add_html(self, html_path):
+        self._book("AddHtmlToEpub", html_path)
+
+    def generate_epub(self, epub_path):
+        self._book("GenerateEpub", epub_path)
+
+    def clear_up(self):
+        """Discards the book in progress and its working files."""
+        service = self._service()
+        service.ClearUp(service.data)
+
+    # Whole files. progress(done, total) is called as the conversion goes;
+    # returning CANCEL stops it. Both return True when the book was written
+    # and False when progress cancelled it.
+    def txt2epub(self, txt_path, epub_path, work_dir, title="", author="", progress=None):
+        return self._convert("Txt2Epub", progress, txt_path, epub_path, work_dir, title, author)
+
+    def mobi2epub(self, mobi_path, epub_path, work_dir, progress=None):
+        return self._convert("Mobi2Epub", progress, mobi_path, epub_path, work_dir)
+
+    def _convert(self, name, progress, *arguments):
+        state = {"cancelled": False, "error": None}
+
+        def report(_user, done, total):
+            if state["error"] is not None:
+                return CANCEL
+            try:
+                answer = progress(done, total) if progress else None
+            except BaseException as error:  # raised again once the library has returned
+                state["error"] = error
+                return CANCEL
+            # The last report comes after the book is written: too late to cancel.
+            if answer == CANCEL and done < total:
+                state["cancelled"] = True
+                return CANCEL
+            return 0
+
+        callback = _ProgressCallback(report)  # alive for the whole call
+        code = getattr(self._service(), name)(*map(_bytes, arguments), None, callback)
+        if state["error"] is not None:
+            raise state["error"]
+        if code != 0:
+            raise KavEpubError(name, code)
+        return not state["cancelled"]
