@@ -17,10 +17,15 @@ enum ExitStatus {
   kExitInterrupted = 130,
 };
 
+// What a Conversion returns when it failed before or around the library and
+// has printed its own message already.
+constexpr int kToolFailureReported = -1000;
+
 // The subcommands. Each gets its parsed options and returns an exit status.
 int RunTxt(const Options& options);
 int RunHtml(const Options& options);
 int RunMobi(const Options& options);
+int RunBatch(const Options& options);
 
 // Runs one conversion with a fresh service record and a private working
 // directory, both released afterwards (which also removes an active book's

@@ -17,6 +17,7 @@ int Conclude(int code, ProgressBar* bar, const char* outputPath) {
     fprintf(stderr, "kav-epub: interrupted; no book was written\n");
     return kExitInterrupted;
   }
+  if (code == kToolFailureReported) return kExitFailed;
   if (code == 0) {
     if (KavIsFileExists(outputPath)) return kExitOk;
     fprintf(stderr, "kav-epub: no book was written to %s\n", outputPath);

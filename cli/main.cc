@@ -31,9 +31,10 @@ const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = {
       {"txt",
        kavcli::RunTxt,
-       {"title", "author"},
-       "txt INPUT.txt OUTPUT.epub [--title T] [--author A]\n"
-       "      a UTF-8 plain-text file, sixty lines a page"},
+       {"title", "author", "encoding"},
+       "txt INPUT.txt OUTPUT.epub [--title T] [--author A] [--encoding E]\n"
+       "      a plain-text file, sixty lines a page; its encoding (UTF-8, UTF-16, GB18030,\n"
+       "      Big5, Shift_JIS, Windows-1252, ...) is detected unless --encoding names it"},
       {"html",
        kavcli::RunHtml,
        {"title", "author", "cover"},
@@ -44,6 +45,13 @@ const std::vector<Command>& Commands() {
        {},
        "mobi INPUT.mobi OUTPUT.epub\n"
        "      a MOBI 6, KF8 (AZW3) or joint MOBI book"},
+      {"batch",
+       kavcli::RunBatch,
+       {"jobs", "shard"},
+       "batch INPUT_DIR OUTPUT_DIR [-j N] [--shard K/N]\n"
+       "      every .txt, .mobi, .azw3 and top .html/.htm page below INPUT_DIR, each into\n"
+       "      the same place below OUTPUT_DIR, N at a time; books newer than their input\n"
+       "      are skipped; --shard K/N converts only the K-th of N fixed slices"},
   };
   return commands;
 }
@@ -55,8 +63,8 @@ void PrintHelp(FILE* out) {
           "\n  --quiet, -q   no progress bar (it is drawn only on a terminal anyway)\n"
           "  --help        this text\n"
           "  --version     the version and notice\n"
-          "\nExit status: 0 when the book was written, 1 when the conversion failed,\n"
-          "2 for a wrong command line, 130 when interrupted.\n");
+          "\nExit status: 0 when the book (every book of a batch) was written, 1 when a\n"
+          "conversion failed, 2 for a wrong command line, 130 when interrupted.\n");
 }
 
 void PrintVersion() {

@@ -4,6 +4,18 @@
 
 namespace kavcli {
 
+namespace {
+
+// One-letter spellings of value options, as make and xargs users type them
+// ("-j 4" or "-j4" for "--jobs 4").
+std::string LongSpelling(const std::string& word) {
+  if (word.compare(0, 2, "-j") == 0)
+    return word.size() == 2 ? "--jobs" : "--jobs=" + word.substr(2);
+  return word;
+}
+
+}  // namespace
+
 const char* Options::Get(const std::string& name, const char* fallback) const {
   auto found = values.find(name);
   return found == values.end() ? fallback : found->second.c_str();
@@ -13,7 +25,7 @@ bool ParseOptions(int argc, char** argv, int first, const std::vector<std::strin
                   Options* options, std::string* error) {
   bool onlyPositional = false;
   for (int i = first; i < argc; ++i) {
-    std::string word = argv[i];
+    std::string word = onlyPositional ? argv[i] : LongSpelling(argv[i]);
     if (onlyPositional || word.size() < 2 || word[0] != '-') {
       options->positional.push_back(word);
       continue;

@@ -19,7 +19,7 @@ struct Options {
 };
 
 // Parses argv[first..argc). valueNames are the options that take a value;
-// "--quiet"/"-q" is always known. On an unknown or incomplete option it
+// "--quiet"/"-q" is always known, and "-j N" is "--jobs N". On an unknown or incomplete option it
 // returns false with error set.
 bool ParseOptions(int argc, char** argv, int first, const std::vector<std::string>& valueNames,
                   Options* options, std::string* error);

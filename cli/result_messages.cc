@@ -1,5 +1,7 @@
 #include "cli/result_messages.h"
 
+#include <cstdio>
+#include <cstring>
 #include <map>
 
 #include "platform/ebase/kav_ebase.h"
@@ -32,7 +34,7 @@ const std::map<int, const char*>& Messages() {
       {KAV_EBASE_ERR_BOOK_DIR, "the book directory is missing or unreadable"},
       {KAV_EBASE_ERR_NO_MIMETYPE, "the book directory has no mimetype file"},
       {KAV_EBASE_ERR_OUTPUT,
-       "the output file cannot be created (directory missing or not writable?)"},
+       "the output file cannot be created (missing or unwritable directory, or not a file?)"},
       {KAV_EBASE_ERR_ARCHIVE, "the book could not be packed (disk full?)"},
       {KAV_EBASE_ERR_RENAME, "the packed book could not replace the output file"},
       {KAV_EBASE_ERR_MEMORY, "out of memory while packing"},
@@ -54,6 +56,43 @@ const std::map<int, const char*>& Messages() {
 const char* ResultMessage(int code) {
   auto found = Messages().find(code);
   return found == Messages().end() ? nullptr : found->second;
+}
+
+std::string ToolMessage(const ToolError& e) {
+  char text[160];
+  switch (e.kind) {
+    case ToolFailure::kReadInput:
+      return "cannot read " + e.subject + ": " + strerror(e.byte);
+    case ToolFailure::kWriteText:
+      return "cannot write the UTF-8 copy of " + e.subject + " (disk full?)";
+    case ToolFailure::kUnknownEncoding:
+      return "unknown text encoding '" + e.subject + "' (iconv --list shows the names)";
+    case ToolFailure::kUnclearEncoding:
+      return "cannot tell the text encoding of " + e.subject + "; name it with --encoding";
+    case ToolFailure::kUndecodable:
+      snprintf(text, sizeof text, ": byte 0x%02X at offset %lld is not valid ", e.byte, e.offset);
+      return e.subject + text + e.encoding + " (name the right one with --encoding)";
+    case ToolFailure::kTruncatedText:
+      snprintf(text, sizeof text, " ends inside a character at offset %lld (", e.offset);
+      return e.subject + text + e.encoding + ")";
+    case ToolFailure::kReadDirectory:
+      return "cannot read the directory " + e.subject;
+    case ToolFailure::kMakeDirectory:
+      return "cannot make the directory " + e.subject;
+    case ToolFailure::kStartWorker:
+      return "cannot start a conversion of " + e.subject;
+    case ToolFailure::kWorkerKilled:
+      snprintf(text, sizeof text, "the conversion was killed by signal %d (%s)", e.byte,
+               strsignal(e.byte));
+      return text;
+    case ToolFailure::kWorkerSilent:
+      return "the conversion failed without a message";
+    case ToolFailure::kBadJobs:
+      return "-j needs a number of workers from 1 to 256, not '" + e.subject + "'";
+    case ToolFailure::kBadShard:
+      return "--shard needs K/N with 1 <= K <= N, not '" + e.subject + "'";
+  }
+  return "failed";
 }
 
 }  // namespace kavcli

@@ -1,8 +1,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "cli/commands.h"
+#include "cli/result_messages.h"
+#include "cli/text_encoding.h"
 #include "convert/epub_management.h"
 #include "platform/tool/kav_tool.h"
 #include "service/kav_epub.h"
@@ -70,14 +73,28 @@ int BuildNamedTextBook(TEpubService* service, const char* input, const char* out
 int RunTxt(const Options& options) {
   if (options.positional.size() != 2) {
     fprintf(stderr,
-            "usage: kav-epub txt INPUT.txt OUTPUT.epub [--title T] [--author A] [--quiet]\n");
+            "usage: kav-epub txt INPUT.txt OUTPUT.epub [--title T] [--author A] [--encoding E] "
+            "[--quiet]\n");
     return kExitUsage;
   }
-  const char* input = options.positional[0].c_str();
   const char* output = options.positional[1].c_str();
   return RunConversion(
       "txt", options.quiet, output,
       [&](TEpubService* service, const char* workDir, ProgressBar* bar) {
+        std::string text;
+        ToolError error;
+        switch (PrepareUtf8Text(options.positional[0], options.Get("encoding", ""), workDir, bar,
+                                &text, &error)) {
+          case TextStatus::kReady:
+            break;
+          case TextStatus::kCancelled:
+            return 0;  // reported as the library reports a cancel
+          case TextStatus::kFailed:
+            bar->Finish();
+            fprintf(stderr, "kav-epub: %s\n", ToolMessage(error).c_str());
+            return kToolFailureReported;
+        }
+        const char* input = text.c_str();
         if (!options.Has("title") && !options.Has("author")) {
           return service->Txt2Epub(input, output, workDir, "", "", bar, ProgressBar::Report);
         }

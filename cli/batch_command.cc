@@ -1,0 +1,294 @@
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cli/batch_plan.h"
+#include "cli/commands.h"
+#include "cli/result_messages.h"
+#include "cli/work_dir.h"
+#include "platform/tool/kav_tool.h"
+
+namespace kavcli {
+
+namespace {
+
+constexpr int kMaxJobs = 256;
+
+struct Failure {
+  std::string input;
+  std::string reason;
+};
+
+struct Tally {
+  int converted = 0;
+  int skipped = 0;
+  int interrupted = 0;
+  std::vector<Failure> failures;
+};
+
+bool MakeDirs(const std::string& path) {
+  std::string sofar;
+  for (size_t at = 0; at != std::string::npos;) {
+    const size_t slash = path.find('/', at + 1);
+    sofar = path.substr(0, slash);
+    at = slash;
+    if (!sofar.empty() && mkdir(sofar.c_str(), 0777) != 0 && errno != EEXIST) return false;
+  }
+  struct stat info = {};
+  return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+std::string Parent(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash);
+}
+
+bool UpToDate(const std::string& book, const timespec& inputChanged) {
+  struct stat info = {};
+  if (stat(book.c_str(), &info) != 0) return false;
+  const timespec& made = info.st_mtim;
+  return made.tv_sec != inputChanged.tv_sec ? made.tv_sec > inputChanged.tv_sec
+                                            : made.tv_nsec > inputChanged.tv_nsec;
+}
+
+// The last line the worker wrote on standard error, without the tool's name.
+std::string LastMessage(const std::string& errorFile) {
+  std::string text;
+  if (FILE* file = fopen(errorFile.c_str(), "r")) {
+    char line[1024];
+    while (fgets(line, sizeof line, file) != nullptr) {
+      std::string current = line;
+      while (!current.empty() && (current.back() == '\n' || current.back() == '\r')) {
+        current.pop_back();
+      }
+      // A progress bar's carriage returns leave only what follows the last.
+      current =
+          current.substr(current.rfind('\r') == std::string::npos ? 0 : current.rfind('\r') + 1);
+      if (!current.empty()) text = current;
+    }
+    fclose(file);
+  }
+  const std::string prefix = "kav-epub: ";
+  return text.compare(0, prefix.size(), prefix) == 0 ? text.substr(prefix.size()) : text;
+}
+
+// The packer writes "BOOK.part-PID-..." and renames it when done; a worker
+// killed before that leaves it behind.
+void RemoveStagedBook(const std::string& book, pid_t pid) {
+  char prefix[64];
+  snprintf(prefix, sizeof prefix, ".part-%lx-", static_cast<unsigned long>(pid));
+  const std::string dir = Parent(book);
+  const std::string stem = book.substr(book.rfind('/') + 1) + prefix;
+  DIR* listing = opendir(dir.c_str());
+  if (listing == nullptr) return;
+  while (dirent* entry = readdir(listing)) {
+    if (strncmp(entry->d_name, stem.c_str(), stem.size()) == 0) {
+      unlink((dir + "/" + entry->d_name).c_str());
+    }
+  }
+  closedir(listing);
+}
+
+class Batch {
+ public:
+  Batch(std::string inputDir, std::string outputDir, int jobs, bool quiet)
+      : inputDir_(std::move(inputDir)),
+        outputDir_(std::move(outputDir)),
+        jobs_(jobs),
+        bar_("batch", quiet) {}
+
+  // Converts the items that need it; false when the batch was interrupted.
+  bool Run(const std::vector<BatchItem>& items, Tally* tally) {
+    std::vector<const BatchItem*> queue;
+    for (const BatchItem& item : items) {
+      if (UpToDate(outputDir_ + "/" + item.output, item.changed)) {
+        ++tally->skipped;
+      } else {
+        queue.push_back(&item);
+      }
+    }
+    if (!work_.ok()) {
+      for (const BatchItem* item : queue) {
+        tally->failures.push_back({item->input, "cannot make a working directory"});
+      }
+      return true;
+    }
+    const int total = static_cast<int>(queue.size());
+    int done = 0;
+    size_t next = 0;
+    bool forwarded = false;
+    for (;;) {
+      while (!Interrupted() && next < queue.size() && static_cast<int>(running_.size()) < jobs_) {
+        Start(*queue[next++], tally, &done);
+      }
+      if (running_.empty()) break;
+      bar_.Show(done, total);
+      int status = 0;
+      const pid_t pid = waitpid(-1, &status, 0);
+      if (Interrupted() && !forwarded) {
+        // A Ctrl-C reaches the workers too; a signal sent to this process
+        // alone is passed on, so that each removes its working files.
+        for (const auto& worker : running_) kill(worker.first, SIGINT);
+        forwarded = true;
+      }
+      if (pid < 0) continue;
+      auto worker = running_.find(pid);
+      if (worker == running_.end()) continue;
+      Finish(pid, status, *worker->second, tally);
+      running_.erase(worker);
+      ++done;
+    }
+    bar_.Finish();
+    return !Interrupted();
+  }
+
+ private:
+  std::string ErrorFile(pid_t pid) const {
+    return std::string(work_.path()) + "/" + std::to_string(pid) + ".err";
+  }
+  // The worker's own temporary directory, so that the working files of a
+  // worker that was killed are still removed.
+  std::string WorkerTemp(pid_t pid) const {
+    return std::string(work_.path()) + "/" + std::to_string(pid) + ".tmp";
+  }
+
+  void Start(const BatchItem& item, Tally* tally, int* done) {
+    const std::string input = inputDir_ + "/" + item.input;
+    const std::string book = outputDir_ + "/" + item.output;
+    ToolError error;
+    error.subject = Parent(book);
+    error.kind = ToolFailure::kMakeDirectory;
+    pid_t pid = -1;
+    if (MakeDirs(Parent(book))) {
+      error.subject = input;
+      error.kind = ToolFailure::kStartWorker;
+      pid = fork();
+    }
+    if (pid == 0) {
+      // The worker: its messages go to a file of its own, read when it ends.
+      const int err = open(ErrorFile(getpid()).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+      const int null = open("/dev/null", O_RDWR);
+      if (err >= 0) dup2(err, STDERR_FILENO);
+      if (null >= 0) dup2(null, STDIN_FILENO), dup2(null, STDOUT_FILENO);
+      const std::string temp = WorkerTemp(getpid());
+      if (mkdir(temp.c_str(), 0700) == 0) setenv("TMPDIR", temp.c_str(), 1);
+      const char* argv[] = {
+          "kav-epub", item.command.c_str(), input.c_str(), book.c_str(), "--quiet", nullptr};
+      execv("/proc/self/exe", const_cast<char* const*>(argv));
+      fprintf(stderr, "kav-epub: %s\n", ToolMessage(error).c_str());
+      _exit(kExitFailed);
+    }
+    if (pid < 0) {
+      tally->failures.push_back({item.input, ToolMessage(error)});
+      ++*done;
+      return;
+    }
+    running_[pid] = &item;
+  }
+
+  void Finish(pid_t pid, int status, const BatchItem& item, Tally* tally) {
+    const std::string errorFile = ErrorFile(pid);
+    const std::string message = LastMessage(errorFile);
+    unlink(errorFile.c_str());
+    KavDeleteDir(WorkerTemp(pid).c_str());
+    const int signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    const int exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    if (signal != 0) RemoveStagedBook(outputDir_ + "/" + item.output, pid);
+    if (exitStatus == kExitOk) {
+      ++tally->converted;
+    } else if ((exitStatus == kExitInterrupted || signal == SIGINT) && Interrupted()) {
+      // Stopped with the batch; a worker stopped on its own is a failure.
+      ++tally->interrupted;
+    } else {
+      ToolError error;
+      error.kind = signal != 0 ? ToolFailure::kWorkerKilled : ToolFailure::kWorkerSilent;
+      error.byte = signal;
+      const bool explained = signal == 0 && !message.empty();
+      tally->failures.push_back({item.input, explained ? message : ToolMessage(error)});
+    }
+  }
+
+  std::string inputDir_;
+  std::string outputDir_;
+  int jobs_;
+  ProgressBar bar_;
+  WorkDir work_;
+  std::map<pid_t, const BatchItem*> running_;
+};
+
+void PrintSummary(const Tally& tally, bool interrupted) {
+  printf("converted %d, skipped %d, failed %d", tally.converted, tally.skipped,
+         static_cast<int>(tally.failures.size()));
+  if (interrupted) printf(", interrupted (not converted) %d", tally.interrupted);
+  printf("\n");
+  for (const Failure& failure : tally.failures) {
+    printf("failed: %s: %s\n", failure.input.c_str(), failure.reason.c_str());
+  }
+  fflush(stdout);
+}
+
+int Usage(const ToolError* error) {
+  if (error != nullptr) fprintf(stderr, "kav-epub batch: %s\n", ToolMessage(*error).c_str());
+  fprintf(stderr, "usage: kav-epub batch INPUT_DIR OUTPUT_DIR [-j N] [--shard K/N] [--quiet]\n");
+  return kExitUsage;
+}
+
+}  // namespace
+
+int RunBatch(const Options& options) {
+  if (options.positional.size() != 2) return Usage(nullptr);
+  ToolError error;
+  long online = sysconf(_SC_NPROCESSORS_ONLN);
+  int jobs = static_cast<int>(online < 1 ? 1 : online > kMaxJobs ? kMaxJobs : online);
+  if (options.Has("jobs")) {
+    error.subject = options.Get("jobs", "");
+    char* end = nullptr;
+    const long value = strtol(error.subject.c_str(), &end, 10);
+    error.kind = ToolFailure::kBadJobs;
+    if (error.subject.empty() || *end != '\0' || value < 1 || value > kMaxJobs) {
+      return Usage(&error);
+    }
+    jobs = static_cast<int>(value);
+  }
+  int shard = 1, shards = 1;
+  if (options.Has("shard") && !ParseShard(options.Get("shard", ""), &shard, &shards)) {
+    error.kind = ToolFailure::kBadShard;
+    error.subject = options.Get("shard", "");
+    return Usage(&error);
+  }
+  const std::string inputDir = options.positional[0];
+  const std::string outputDir = options.positional[1];
+  std::vector<BatchItem> found, items;
+  bool ready = PlanBatch(inputDir, &found, &error);
+  if (ready && !MakeDirs(outputDir)) {
+    error.kind = ToolFailure::kMakeDirectory;
+    error.subject = outputDir;
+    ready = false;
+  }
+  if (!ready) {
+    fprintf(stderr, "kav-epub: %s\n", ToolMessage(error).c_str());
+    return kExitFailed;
+  }
+  for (const BatchItem& item : found) {
+    if (InShard(item.input, shard, shards)) items.push_back(item);
+  }
+  Tally tally;
+  Batch batch(inputDir, outputDir, jobs, options.quiet);
+  const bool finished = batch.Run(items, &tally);
+  PrintSummary(tally, !finished);
+  if (!finished) return kExitInterrupted;
+  return tally.failures.empty() ? kExitOk : kExitFailed;
+}
+
+}  // namespace kavcli
