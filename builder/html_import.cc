@@ -36,6 +36,14 @@ std::string AfterLast(const std::string& text, char separator) {
   return pos == std::string::npos ? text : text.substr(pos + 1);
 }
 
+// The name a referenced file is stored under: after its last "/" and after
+// any "\" as well. A backslash kept in the name would reach the archive,
+// where an unpacker that reads it as a separator could place
+// "..\..\x.png" outside the folder it unpacks into.
+std::string StoredName(const std::string& reference) {
+  return AfterLast(AfterLast(reference, '/'), '\\');
+}
+
 // References are looked up in the directory part of the page's path, which
 // is empty for a bare file name.
 std::string SourceDirOf(const std::string& src) {
@@ -97,14 +105,18 @@ int EpubBase::GenerateNewHtml(const char* srcPath, const char* destPath) {
     }
     const std::string reference = page.refs[page.next++];
     const std::string srcRes = page.srcDir + "/" + reference;
-    const std::string destRes = page.destDir + AfterLast(reference, '/');
+    const std::string name = StoredName(reference);
+    // A file literally named "a\.." or "a\" leaves no name of its own; the
+    // copy would go to the folder itself or the one above it.
+    if (name.empty() || name == "." || name == "..") continue;
+    const std::string destRes = page.destDir + name;
     size_t extDot = srcRes.rfind('.');
     std::string ext = extDot == std::string::npos ? srcRes : srcRes.substr(extDot + 1);
     // Failures below the top page are ignored and the walk goes on.
     if (std::string(kPageExtensions).find(ext) != std::string::npos) {
       importPage(srcRes, destRes);  // may grow walk: page is not used after this
     } else if (importedFiles.insert(ImportKey(srcRes, destRes)).second) {
-      opfFile->AddRecordToOpf(AfterLast(reference, '/').c_str());
+      opfFile->AddRecordToOpf(name.c_str());
       CopyFile(srcRes.c_str(), destRes.c_str());
     }
   }
