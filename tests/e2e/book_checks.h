@@ -10,11 +10,13 @@
 #include <stdio.h>
 #include <sys/wait.h>
 
+#include <functional>
 #include <map>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "service/kav_epub.h"
 #include "support/test_support.h"
 
 namespace kave2e {
@@ -120,6 +122,29 @@ inline std::string RandomBytes(size_t size, unsigned seed, const std::string& al
     c = alphabet.empty() ? static_cast<char>(value) : alphabet[value % alphabet.size()];
   }
   return bytes;
+}
+
+using Fill = std::function<int(TEpubService*, TEpubData*)>;
+
+// One book through the C record: InitEpub in work (made if missing), fill,
+// GenerateEpub into epub, ClearUp; the first nonzero code.
+inline int MakeBook(const std::string& work, const std::string& epub, const Fill& fill,
+                    const std::string& title = "T", const std::string& author = "A") {
+  kavtest::MakeDirs(work);
+  TEpubService* service = CreateEpubService();
+  int code = service->InitEpub(service->data, work.c_str(), title.c_str(), author.c_str());
+  if (code == 0) code = fill(service, service->data);
+  if (code == 0) code = service->GenerateEpub(service->data, epub.c_str());
+  service->ClearUp(service->data);
+  FreeEpubService(service);
+  return code;
+}
+
+// A page of text lines; the first nonzero code.
+inline int AddTextPage(TEpubService* s, TEpubData* d, const Strings& lines) {
+  int code = s->StartPage(d);
+  for (const std::string& line : lines) code = code ? code : s->AddTextLineToPage(d, line.c_str());
+  return code ? code : s->EndPage(d);
 }
 
 }  // namespace kave2e

@@ -1,6 +1,7 @@
 // kav-epub as a user runs it: exit statuses, messages, outputs and the
-// private working directory.
+// private working directory; its books read back as a reader would.
 
+#include <map>
 #include <string>
 
 #include "e2e/book_checks.h"
@@ -24,24 +25,27 @@ class Cli : public ::testing::Test {
 };
 
 // Without a title the one-call conversion makes the book (its title empty);
-// with one, the pages are built one by one, and come out the same.
+// with one, the pages are built one by one through the record, and come out
+// the same. Both books pass epubcheck.
 TEST_F(Cli, TxtMakesItsBookSilentlyAndCleansUp) {
   std::string epub = dir_ / "book.epub", named = dir_ / "named.epub", output;
   ASSERT_EQ(0, Run("txt '" + sample_ + "' '" + epub + "'", &output)) << output;
-  ASSERT_EQ(0, Run("txt '" + sample_ + "' '" + named + "' --title 'The Clockmaker' --author Kav",
-                   &output));
+  ASSERT_EQ(0,
+            Run("txt '" + sample_ + "' '" + named + "' --title 'Tom & Jerry <Tales>' --author Kav",
+                &output));
   EXPECT_EQ("", output) << "no progress bar when standard error is not a terminal";
   EXPECT_TRUE(kavtest::ListFiles(tmp_).empty()) << "the working directory is removed";
   auto book = kave2e::ReadBook(epub), namedBook = kave2e::ReadBook(named);
   EXPECT_EQ((Strings{"", ""}),
             kave2e::XPathTexts(book["OEBPS/content.opf"].data, "//dc:title | //dc:creator"));
-  EXPECT_EQ((Strings{"The Clockmaker", "Kav"}),
+  EXPECT_EQ((Strings{"Tom & Jerry <Tales>", "Kav"}),
             kave2e::XPathTexts(namedBook["OEBPS/content.opf"].data, "//dc:title | //dc:creator"));
   for (const char* page : {"OEBPS/page-1.html", "OEBPS/page-2.html"}) {
     EXPECT_EQ(book[page].data, namedBook[page].data) << page;
   }
   EXPECT_EQ(0u, book.count("OEBPS/page-3.html"));
   Strings findings = kave2e::kUsualFindings;
+  kave2e::ExpectOnlyFindings(named, findings);
   findings.push_back("OPF-055");
   kave2e::ExpectOnlyFindings(epub, findings);
 }
@@ -72,6 +76,48 @@ TEST_F(Cli, CommandLinesGiveTheirStatusAndMessage_FailuresOneLineAndNoBook) {
   }
   EXPECT_FALSE(kavtest::Exists(dir_ / "a.epub"));
   EXPECT_TRUE(kavtest::ListFiles(tmp_).empty());
+}
+
+// A small web site with a cover (a PNG, labelled image/jpeg all the same).
+// epubcheck finds any link or picture that names no file or id of the book.
+TEST_F(Cli, HtmlSiteBecomesAFlatBookWithACover) {
+  const std::string figure = kavtest::ReadFile("../shared/fixtures/mobi/src/figure1.png");
+  kavtest::MakeDirs(dir_ / "site/img");
+  kavtest::MakeDirs(dir_ / "site/css");
+  kavtest::WriteFile(dir_ / "site/img/figure1.png", figure);
+  kavtest::WriteFile(dir_ / "cover.png", figure);
+  kavtest::WriteFile(dir_ / "site/css/site.css", "p { margin: 0 }");
+  for (const auto& [name, body] : std::map<std::string, std::string>{
+           {"index.html",
+            "<h1 id=\"top\">Home</h1><p>A figure: <img src=\"img/figure1.png\" alt=\"fig\"></p>"
+            "<p><a href=\"second.html\">on</a>, <a href=\"notes.htm\">notes</a>, <a href=\"#top\">"
+            "top</a>, <a href=\"missing.html\">gone</a>, <a href=\"http://example.com/x.html\">"
+            "far</a>.</p><script>x()</script>"},
+           {"second.html",
+            "<p><a href=\"index.html\">back</a> <img src=\"img/figure1.png\" alt=\"again\"></p>"},
+           {"notes.htm", "<p><a href=\"second.html\">second</a></p>"}}) {
+    kavtest::WriteFile(dir_ / ("site/" + name),
+                       "<html><head><title>" + name +
+                           "</title><link rel=\"stylesheet\" href=\"css/site.css\"></head><body>" +
+                           body + "</body></html>");
+  }
+  std::string output, epub = dir_ / "book.epub";
+  ASSERT_EQ(0, kave2e::KavEpub("cd '" + dir_ / "site" + "' &&",
+                               "html index.html second.html ../book.epub --title T --author A "
+                               "--quiet --cover '" +
+                                   dir_ / "cover.png'",
+                               &output))
+      << output;
+  EXPECT_EQ("", output);
+  auto book = kave2e::ReadBook(epub);
+  EXPECT_EQ(figure, book["OEBPS/figure1.png"].data);
+  EXPECT_EQ(figure, book["OEBPS/images/cover.png"].data);
+  EXPECT_EQ((Strings{"cover-image", "images/cover.png", "image/jpeg"}),
+            kave2e::XPathTexts(book["OEBPS/content.opf"].data, "//opf:item[@id='cover-image']/@*"));
+  EXPECT_EQ(13u, book.size()) << "the three pages, the picture, the cover and the book's own";
+  EXPECT_EQ((Strings{"Home"}), kave2e::XPathTexts(book["OEBPS/page-1.html"].data, "//x:h1"));
+  kave2e::ExpectOnlyFindings(epub,
+                             {"HTM-004", "OPF-085", "NCX-001", "RSC-005", "RSC-010", "OPF-029"});
 }
 
 }  // namespace

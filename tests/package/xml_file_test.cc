@@ -139,22 +139,20 @@ TEST(PageDocument, PageExample_AddsEveryStepToTheNewestParent) {
 // their elements empty.
 TEST(Saving, MissingDocumentPathOrDirectory_GiveEachDocumentsCode) {
   kavtest::TempDir dir;
-  const std::string missing = dir / "missing/out.xml";
   XMLFile file;
-  EXPECT_CODE(KAV_ERR_NO_PAGE, file.AddTextLineToHtml("a"));
-  EXPECT_CODE(KAV_ERR_NO_PAGE, file.AddFormToHtml("a", FormTable));
+  EXPECT_THAT((Codes{file.AddTextLineToHtml("a"), file.AddFormToHtml("a", FormTable),
+                     file.SaveOpfFile((dir / "a").c_str()), file.SaveNcxFile((dir / "a").c_str())}),
+              Each(KAV_ERR_NO_PAGE));
   EXPECT_CODE(KAV_OK, file.AddRecordToOpf("a.html") + file.AddRecordToNcx("a.html"));
-  EXPECT_CODE(KAV_ERR_NO_PAGE, file.SaveOpfFile((dir / "a").c_str()));
-  EXPECT_CODE(KAV_ERR_NO_PAGE, file.SaveNcxFile((dir / "a").c_str()));
   EXPECT_EQ(0xFFFFFFFFu, file.SaveHtml((dir / "a").c_str()));
   ASSERT_CODE(KAV_OK,
               file.InitOpfFile(nullptr, nullptr) + file.InitNcxFile(nullptr) + file.InitHTML("t"));
-  for (const char* path : {missing.c_str(), ""}) {
-    const int code = *path == '\0' ? KAV_ERR_ARGUMENT : KAV_ERR_XML_SAVE;
-    EXPECT_CODE(code, file.SaveOpfFile(path));
-    EXPECT_CODE(code, file.SaveNcxFile(path));
-    EXPECT_EQ(0xFFFFFFFFu, file.SaveHtml(path));
-    EXPECT_CODE(code, file.GenerateContainerFile(path));
+  for (const std::string& path : {dir / "missing/out.xml", std::string()}) {
+    const int code = path.empty() ? KAV_ERR_ARGUMENT : KAV_ERR_XML_SAVE;
+    EXPECT_THAT((Codes{file.SaveOpfFile(path.c_str()), file.SaveNcxFile(path.c_str()),
+                       file.GenerateContainerFile(path.c_str())}),
+                Each(code));
+    EXPECT_EQ(0xFFFFFFFFu, file.SaveHtml(path.c_str()));
   }
   EXPECT_TRUE(kavtest::ListFiles(dir.path()).empty());
   ASSERT_CODE(KAV_OK, file.SaveOpfFile((dir / "content.opf").c_str()) +

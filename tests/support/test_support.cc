@@ -2,7 +2,6 @@
 
 #include <stdio.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <zip.h>
 
 #include <algorithm>
@@ -17,10 +16,8 @@ namespace fs = std::filesystem;
 
 TempDir::TempDir() {
   char pattern[] = "/tmp/kavtest-XXXXXX";
-  if (mkdtemp(pattern) == nullptr)
-    ADD_FAILURE() << "mkdtemp failed";
-  else
-    path_ = pattern;
+  path_ = mkdtemp(pattern) != nullptr ? pattern : "";
+  if (path_.empty()) ADD_FAILURE() << "mkdtemp failed";
 }
 
 TempDir::~TempDir() {
@@ -43,13 +40,13 @@ void WriteFile(const std::string& path, const std::string& content) {
 }
 
 bool Exists(const std::string& path) {
-  struct stat st;
-  return lstat(path.c_str(), &st) == 0;
+  std::error_code error;
+  return fs::exists(fs::symlink_status(path, error));
 }
 
 bool IsDir(const std::string& path) {
-  struct stat st;
-  return lstat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+  std::error_code error;
+  return fs::is_directory(fs::symlink_status(path, error));
 }
 
 void MakeDirs(const std::string& path) {

@@ -1,15 +1,12 @@
 #include "platform/ebase/kav_ebase.h"
 
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <zip.h>
 
-#include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/test_support.h"
@@ -54,15 +51,11 @@ TEST_F(PackBookTest, ReplacesOutputWithStoredMimetypeFirstThenSortedDeflatedCopi
   const int code = Kav_CreateEpubFromDir(book.c_str(), epub.c_str());
   umask(oldMask);
   ASSERT_CODE(0, code);
-  const Strings order = {"mimetype",
-                         "META-INF/container.xml",
-                         "OEBPS/empty.html",
-                         "OEBPS/fixed.css",
-                         "OEBPS/images-a.css",
-                         "OEBPS/images/noise.bin",
-                         "OEBPS/images/sub/x.png",
-                         "OEBPS/page-10.html",
-                         "OEBPS/page-2.html"};
+  // clang-format off
+  const Strings order = {"mimetype", "META-INF/container.xml", "OEBPS/empty.html",
+      "OEBPS/fixed.css", "OEBPS/images-a.css", "OEBPS/images/noise.bin", "OEBPS/images/sub/x.png",
+      "OEBPS/page-10.html", "OEBPS/page-2.html"};
+  // clang-format on
   const std::vector<kavtest::ZipEntry> entries = kavtest::ReadZip(epub);
   ASSERT_EQ(order.size(), entries.size());
   for (size_t i = 0; i < order.size(); ++i) {
@@ -79,35 +72,21 @@ TEST_F(PackBookTest, ReplacesOutputWithStoredMimetypeFirstThenSortedDeflatedCopi
   EXPECT_EQ(Strings{"b.epub"}, kavtest::ListFiles(out)) << "temporary left";
   zip_t* archive = zip_open(epub.c_str(), ZIP_RDONLY, nullptr);
   ASSERT_NE(nullptr, archive);
-  for (const auto& [name, attributes] :
-       std::map<std::string, zip_uint32_t>{{"OEBPS/images/noise.bin", (S_IFREG | 0644u) << 16},
-                                           {"OEBPS/empty.html", (S_IFREG | 0644u) << 16},
-                                           {"OEBPS/fixed.css", ((S_IFREG | 0444u) << 16) | 1u}}) {
+  const std::pair<const char*, zip_uint32_t> modes[] = {
+      {"OEBPS/images/noise.bin", (S_IFREG | 0644u) << 16},
+      {"OEBPS/empty.html", (S_IFREG | 0644u) << 16},
+      {"OEBPS/fixed.css", ((S_IFREG | 0444u) << 16) | 1u}};
+  for (const auto& [name, attributes] : modes) {
     zip_uint8_t system = 0;
     zip_uint32_t got = 0;
-    zip_file_get_external_attributes(archive, zip_name_locate(archive, name.c_str(), 0), 0, &system,
-                                     &got);
-    EXPECT_EQ(ZIP_OPSYS_UNIX, system) << name;
-    EXPECT_EQ(attributes, got) << name;
+    zip_file_get_external_attributes(archive, zip_name_locate(archive, name, 0), 0, &system, &got);
+    EXPECT_EQ(std::make_pair(zip_uint8_t{ZIP_OPSYS_UNIX}, attributes), std::make_pair(system, got))
+        << name;
   }
   zip_discard(archive);
 }
 
-// Packs in a child whose files may not grow past 256 bytes, so writing fails
-// halfway even for root; the result comes back modulo 256.
-int PackWithFileSizeLimit(const std::string& book, const std::string& epub) {
-  const pid_t child = fork();
-  if (child == 0) {
-    signal(SIGXFSZ, SIG_IGN);
-    const rlimit small = {256, 256};
-    setrlimit(RLIMIT_FSIZE, &small);
-    _exit(Kav_CreateEpubFromDir(book.c_str(), epub.c_str()) % 256);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
+// A write failing halfway (a full disk) is the fault tests' concern.
 TEST_F(PackBookTest, FailuresGiveTheirCodeKeepEarlierOutputAndLeaveNoTemporary) {
   kavtest::MakeDirs(tmp / "nomime/OEBPS");
   kavtest::WriteFile(tmp / "nomime/OEBPS/p.html", "p");
@@ -120,28 +99,22 @@ TEST_F(PackBookTest, FailuresGiveTheirCodeKeepEarlierOutputAndLeaveNoTemporary) 
   chmod((tmp / "ro").c_str(), 0555);
   const std::string readOnly = geteuid() == 0 ? "/proc/b.epub" : tmp / "ro/b.epub";
   kavtest::WriteFile(epub, "an older book");
-  const struct {
-    std::string bookDir, epubPath;
-    int code;
-  } cases[] = {
-      {"", epub, KAV_EBASE_ERR_ARGUMENT},
-      {book, "", KAV_EBASE_ERR_ARGUMENT},
+  // clang-format off
+  const struct { std::string bookDir, epubPath; int code; } cases[] = {
+      {"", epub, KAV_EBASE_ERR_ARGUMENT}, {book, "", KAV_EBASE_ERR_ARGUMENT},
       {tmp / "none", epub, KAV_EBASE_ERR_BOOK_DIR},
       {book + "/mimetype", epub, KAV_EBASE_ERR_BOOK_DIR},
       {tmp / "nomime", epub, KAV_EBASE_ERR_NO_MIMETYPE},
       {tmp / "mimedir", epub, KAV_EBASE_ERR_NO_MIMETYPE},
-      {book, tmp / "none/b.epub", KAV_EBASE_ERR_OUTPUT},
-      {book, readOnly, KAV_EBASE_ERR_OUTPUT},
-      {book, out + "/d.epub", KAV_EBASE_ERR_OUTPUT},
-      {book, out + "/f.epub", KAV_EBASE_ERR_OUTPUT},
-  };
+      {book, tmp / "none/b.epub", KAV_EBASE_ERR_OUTPUT}, {book, readOnly, KAV_EBASE_ERR_OUTPUT},
+      {book, out + "/d.epub", KAV_EBASE_ERR_OUTPUT}, {book, out + "/f.epub", KAV_EBASE_ERR_OUTPUT}};
+  // clang-format on
   for (const auto& c : cases) {
     EXPECT_CODE(c.code, Kav_CreateEpubFromDir(c.bookDir.c_str(), c.epubPath.c_str()))
         << c.bookDir << " -> " << c.epubPath;
   }
   EXPECT_CODE(KAV_EBASE_ERR_ARGUMENT, Kav_CreateEpubFromDir(nullptr, epub.c_str()));
   EXPECT_CODE(KAV_EBASE_ERR_ARGUMENT, Kav_CreateEpubFromDir(book.c_str(), nullptr));
-  EXPECT_CODE(KAV_EBASE_ERR_ARCHIVE % 256, PackWithFileSizeLimit(book, epub));
   EXPECT_EQ("an older book", kavtest::ReadFile(epub));
   EXPECT_TRUE(kavtest::IsDir(out + "/d.epub/keep"));
   EXPECT_EQ((Strings{"b.epub", "f.epub"}), kavtest::ListFiles(out));
