@@ -17,12 +17,11 @@ using kave2e::Strings;
 
 const std::string kMobi = "../shared/fixtures/mobi/";
 
-class Batch : public ::testing::Test {
+class Batch : public kave2e::KavEpubTest {
  protected:
-  void SetUp() override { kavtest::MakeDirs(tmp_); }
-  int Run(const std::string& arguments, std::string* output) {
+  int RunBatch(const std::string& arguments, std::string* output) {
     output->clear();
-    return kave2e::KavEpub("TMPDIR='" + tmp_ + "'", "batch " + arguments, output);
+    return Run("batch " + arguments, output);
   }
   void Put(const std::string& path, const std::string& content) {
     kavtest::MakeDirs((in_ + "/" + path).substr(0, (in_ + "/" + path).rfind('/')));
@@ -39,8 +38,6 @@ class Batch : public ::testing::Test {
     Put("kindle/plain.mobi", kavtest::ReadFile(kMobi + "plain_mobi6.mobi"));
     Put("broken.mobi", "words, not a book\n");
   }
-  kavtest::TempDir dir_;
-  std::string tmp_ = dir_ / "tmp";
   std::string in_ = dir_ / "in";
   std::string out_ = dir_ / "out";
 };
@@ -51,7 +48,7 @@ const Strings kBooks = {"kindle/lantern.epub", "kindle/plain.epub", "novels/cloc
 TEST_F(Batch, ConvertsTheTreeSummarisesFailuresAndSkipsWhatIsDoneOnTheNextRun) {
   PutLibrary();
   std::string output;
-  EXPECT_EQ(1, Run("'" + in_ + "' '" + out_ + "' -j 3", &output)) << output;
+  EXPECT_EQ(1, RunBatch("'" + in_ + "' '" + out_ + "' -j 3", &output)) << output;
   EXPECT_EQ((Strings{"converted 4, skipped 0, failed 1",
                      "failed: broken.mobi: the MOBI book is truncated or damaged (code 623)", ""}),
             kavtest::Lines(output));
@@ -60,14 +57,14 @@ TEST_F(Batch, ConvertsTheTreeSummarisesFailuresAndSkipsWhatIsDoneOnTheNextRun) {
     EXPECT_EQ("application/epub+zip", kave2e::ReadBook(out_ + "/" + book)["mimetype"].data) << book;
   }
 
-  EXPECT_EQ(1, Run("-q '" + in_ + "' '" + out_ + "'", &output));
+  EXPECT_EQ(1, RunBatch("-q '" + in_ + "' '" + out_ + "'", &output));
   EXPECT_EQ(0u, output.find("converted 0, skipped 4, failed 1\n")) << output;
   // A changed input, and one of the pages of an HTML book, are done again.
   Put("novels/clock.txt", "The clockmaker's second apprentice.\n");
   const timespec later[2] = {{time(nullptr) + 60, 0}, {time(nullptr) + 60, 0}};
   ASSERT_EQ(0, utimensat(AT_FDCWD, (in_ + "/site/ch1.html").c_str(), later, 0));
   kavtest::WriteFile(in_ + "/broken.mobi", kavtest::ReadFile(kMobi + "plain_mobi6.mobi"));
-  EXPECT_EQ(0, Run("'" + in_ + "' '" + out_ + "'", &output)) << output;
+  EXPECT_EQ(0, RunBatch("'" + in_ + "' '" + out_ + "'", &output)) << output;
   EXPECT_EQ("converted 3, skipped 2, failed 0\n", output);
   EXPECT_TRUE(kavtest::ListFiles(tmp_).empty());
 }
@@ -78,15 +75,15 @@ TEST_F(Batch, ShardsTogetherConvertEveryBookOnce) {
   for (const char* shard : {"1/2", "2/2"}) {
     const std::string out = dir_ / ("out" + std::string(shard).substr(0, 1));
     std::string output;
-    Run("'" + in_ + "' '" + out + "' --shard " + shard, &output);
+    RunBatch("'" + in_ + "' '" + out + "' --shard " + shard, &output);
     for (const std::string& book : kavtest::ListFiles(out)) {
       EXPECT_TRUE(all.insert(book).second) << book << " converted by two shards";
     }
   }
   EXPECT_EQ(std::set<std::string>(kBooks.begin(), kBooks.end()), all);
   std::string output;
-  EXPECT_EQ(2, Run("'" + in_ + "' '" + out_ + "' --shard 3/2", &output));
-  EXPECT_EQ(2, Run("'" + in_ + "' '" + out_ + "' -j 0", &output));
+  EXPECT_EQ(2, RunBatch("'" + in_ + "' '" + out_ + "' --shard 3/2", &output));
+  EXPECT_EQ(2, RunBatch("'" + in_ + "' '" + out_ + "' -j 0", &output));
   EXPECT_NE(std::string::npos, output.find("-j needs a number")) << output;
 }
 
@@ -121,7 +118,7 @@ TEST_F(Batch, InterruptedBatchLeavesNoPartialBookAndTheNextRunCompletes) {
           << hit.how << ": " << book;
     }
     EXPECT_TRUE(kavtest::ListFiles(tmp_).empty()) << hit.how;
-    EXPECT_EQ(0, Run("'" + in_ + "' '" + out + "'", &output)) << output;
+    EXPECT_EQ(0, RunBatch("'" + in_ + "' '" + out + "'", &output)) << output;
     EXPECT_EQ(0u, output.find("converted " + std::to_string(books.size() - done.size()) +
                               ", skipped " + std::to_string(done.size())))
         << output;

@@ -19,15 +19,7 @@ std::string BookText(const std::string& epub) {
   return text;
 }
 
-class Encodings : public ::testing::Test {
- protected:
-  void SetUp() override { kavtest::MakeDirs(tmp_); }
-  int Run(const std::string& arguments, std::string* output) {
-    return kave2e::KavEpub("TMPDIR='" + tmp_ + "'", arguments, output);
-  }
-  kavtest::TempDir dir_;
-  std::string tmp_ = dir_ / "tmp";
-};
+using Encodings = kave2e::KavEpubTest;
 
 const char kFrench[] =
     "Le garçon de l'horloger ouvrait la boutique chaque matin. « Où est le ressort ? » "

@@ -113,6 +113,18 @@ inline int KavEpub(const std::string& prefix, const std::string& arguments, std:
   return RunCommand(prefix + " '" + kavtest::BuildPath("kav-epub") + "' " + arguments, output);
 }
 
+// A test that runs kav-epub with TMPDIR inside its own directory, so that the
+// tool's working directories can be checked afterwards.
+class KavEpubTest : public ::testing::Test {
+ protected:
+  void SetUp() override { kavtest::MakeDirs(tmp_); }
+  int Run(const std::string& arguments, std::string* output) {
+    return KavEpub("TMPDIR='" + tmp_ + "'", arguments, output);
+  }
+  kavtest::TempDir dir_;
+  std::string tmp_ = dir_ / "tmp";
+};
+
 // size bytes drawn from alphabet, or any bytes when it is empty.
 inline std::string RandomBytes(size_t size, unsigned seed, const std::string& alphabet = "") {
   std::mt19937 generator(seed);

@@ -11,16 +11,8 @@ namespace {
 
 using kave2e::Strings;
 
-class Cli : public ::testing::Test {
+class Cli : public kave2e::KavEpubTest {
  protected:
-  void SetUp() override { kavtest::MakeDirs(tmp_); }
-  // TMPDIR points into the test's directory so kav-epub's working
-  // directories can be checked afterwards.
-  int Run(const std::string& arguments, std::string* output) {
-    return kave2e::KavEpub("TMPDIR='" + tmp_ + "'", arguments, output);
-  }
-  kavtest::TempDir dir_;
-  std::string tmp_ = dir_ / "tmp";
   std::string sample_ = kavtest::SourcePath("samples/the-clockmakers-apprentice.txt");
 };
 
