@@ -2,6 +2,7 @@
 #define KAV_EPUB_CLI_TEXT_ENCODING_H_
 
 #include <cstddef>
+#include <cstdio>
 #include <string>
 
 #include "cli/progress_bar.h"
@@ -17,14 +18,20 @@ constexpr size_t kEncodingSampleSize = 64 << 10;
 // none); empty when there is no telling.
 std::string DetectEncoding(const std::string& sample, size_t* bomLength);
 
+// Opens a text file for reading ("rb"), or returns null. As in the
+// library's own text reading, pipes, sockets and devices do not open: a FIFO
+// would wait for a writer forever and /dev/zero never ends. (The library's
+// function is not exported, so the tool has its own.)
+FILE* OpenTextFile(const char* path);
+
 enum class TextStatus { kReady, kCancelled, kFailed };
 
 // Makes a text file readable by the library: UTF-8 without a byte-order
 // mark. encoding names the file's encoding, or is empty to detect it. A
 // file that is UTF-8 already is only checked and *utf8Path is the input
 // itself; any other is decoded, a block at a time, into a copy inside
-// workDir; one that cannot be opened is passed on as it is, for the
-// library to report. Progress (in KB) and interrupts go through bar.
+// workDir; one that cannot be opened (or is no file) is passed on as it
+// is, for the library to report. Progress (in KB) and interrupts go through bar.
 TextStatus PrepareUtf8Text(const std::string& input, const std::string& encoding,
                            const std::string& workDir, ProgressBar* bar, std::string* utf8Path,
                            ToolError* error);

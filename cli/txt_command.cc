@@ -33,7 +33,7 @@ int BuildNamedTextBook(TEpubService* service, const char* input, const char* out
   if (!OutputDirExists(output)) return KAV_ERR_NO_OUTPUT_DIR;
   int code = service->InitEpub(service->data, workDir, title, author);
   if (code != 0) return code;
-  FILE* text = fopen(input, "r");
+  FILE* text = OpenTextFile(input);
   if (text == nullptr) return KAV_ERR_OPEN;
   int total = GetPageNumForTXT(input) + 1;
   code = service->StartPage(service->data);

@@ -1,6 +1,8 @@
 // kav-epub as a user runs it: exit statuses, messages, outputs and the
 // private working directory; its books read back as a reader would.
 
+#include <sys/stat.h>
+
 #include <map>
 #include <string>
 
@@ -51,6 +53,10 @@ TEST_F(Cli, CommandLinesGiveTheirStatusAndMessage_FailuresOneLineAndNoBook) {
       {"txt '" + dir_ / "missing.txt" + "' '" + dir_ / "a.epub" + "'", 1, {"(code 404)"}},
       {"txt '" + sample_ + "' '" + dir_ / "no/such/dir/a.epub" + "'", 1, {"(code 412)"}},
       {"txt '" + sample_ + "' '" + dir_ / "no/such/dir/a.epub" + "' --title T", 1, {"(code 412)"}},
+      // A FIFO would block and /dev/zero never ends: both are refused at once.
+      {"txt '" + dir_ / "fifo" + "' '" + dir_ / "a.epub" + "'", 1, {"(code 404)"}},
+      {"txt '" + dir_ / "fifo" + "' '" + dir_ / "a.epub" + "' --title T", 1, {"(code 404)"}},
+      {"txt /dev/zero '" + dir_ / "a.epub" + "'", 1, {"(code 404)"}},
       {"txt only-one-argument", 2, {"usage: kav-epub txt"}},
       {"txt a b --colour red", 2, {"unknown option --colour"}},
       {"frobnicate", 2, {"unknown command"}},
@@ -58,6 +64,7 @@ TEST_F(Cli, CommandLinesGiveTheirStatusAndMessage_FailuresOneLineAndNoBook) {
       {"--help", 0, {"txt ", "html ", "mobi "}},
       {"--version", 0, {"kav-epub 1.0.0"}},
   };
+  ASSERT_EQ(0, mkfifo((dir_ / "fifo").c_str(), 0600));
   for (const Case& c : cases) {
     std::string output;
     EXPECT_EQ(c.status, Run(c.arguments, &output)) << c.arguments << "\n" << output;
