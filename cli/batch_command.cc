@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -38,15 +39,9 @@ struct Tally {
 };
 
 bool MakeDirs(const std::string& path) {
-  std::string sofar;
-  for (size_t at = 0; at != std::string::npos;) {
-    const size_t slash = path.find('/', at + 1);
-    sofar = path.substr(0, slash);
-    at = slash;
-    if (!sofar.empty() && mkdir(sofar.c_str(), 0777) != 0 && errno != EEXIST) return false;
-  }
-  struct stat info = {};
-  return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  return std::filesystem::is_directory(path, error);
 }
 
 std::string Parent(const std::string& path) {
@@ -56,10 +51,7 @@ std::string Parent(const std::string& path) {
 
 bool UpToDate(const std::string& book, const timespec& inputChanged) {
   struct stat info = {};
-  if (stat(book.c_str(), &info) != 0) return false;
-  const timespec& made = info.st_mtim;
-  return made.tv_sec != inputChanged.tv_sec ? made.tv_sec > inputChanged.tv_sec
-                                            : made.tv_nsec > inputChanged.tv_nsec;
+  return stat(book.c_str(), &info) == 0 && Later(info.st_mtim, inputChanged);
 }
 
 // The last line the worker wrote on standard error, without the tool's name.

@@ -40,10 +40,6 @@ const char* CommandFor(const std::string& extension) {
   return found == commands.end() ? nullptr : found->second;
 }
 
-bool Later(const timespec& a, const timespec& b) {
-  return a.tv_sec != b.tv_sec ? a.tv_sec > b.tv_sec : a.tv_nsec > b.tv_nsec;
-}
-
 bool Scan(const std::string& root, const std::string& below, std::vector<Found>* found,
           ToolError* error) {
   const std::string dirPath = below.empty() ? root : root + "/" + below;
@@ -229,6 +225,10 @@ void NameOutputs(std::vector<BatchItem>* items) {
 }
 
 }  // namespace
+
+bool Later(const timespec& a, const timespec& b) {
+  return a.tv_sec != b.tv_sec ? a.tv_sec > b.tv_sec : a.tv_nsec > b.tv_nsec;
+}
 
 bool PlanBatch(const std::string& inputDir, std::vector<BatchItem>* items, ToolError* error) {
   std::vector<Found> found;

@@ -20,6 +20,9 @@ struct BatchItem {
   timespec changed = {};
 };
 
+// Whether a is later than b.
+bool Later(const timespec& a, const timespec& b);
+
 // Every book below inputDir, in byte order of the input paths. Hidden files
 // and directories (names starting with ".") and links to directories are
 // passed over. Of the HTML pages, only top pages make books: pages that no
