@@ -20,6 +20,7 @@ cd "$(dirname "$0")/.."
 build=${1:-build}
 slow='HostileHtml.FiftyMegabytePageKeepsEveryFragmentLinkToItsSection'
 slow+=':HostileHtml.LongChainOfPagesNeedsNoDeepStack'
+slow+=':Limits.*'  # a gigabyte of text: minutes natively
 
 if ! command -v valgrind >/dev/null; then
   echo "valgrind is not installed (apt-get install valgrind)" >&2

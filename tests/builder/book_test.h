@@ -12,21 +12,14 @@
 namespace buildertest {
 
 using Strings = std::vector<std::string>;
-using kavtest::Exists;
-using kavtest::ReadFile;
 
 // The first group of every match of pattern in the file at path.
 inline Strings Captures(const std::string& path, const std::string& pattern) {
-  Strings out;
-  const std::string text = ReadFile(path);
+  const std::string text = kavtest::ReadFile(path);
   const std::regex re(pattern);
-  for (std::sregex_iterator it(text.begin(), text.end(), re), end; it != end; ++it) {
-    out.push_back((*it)[1]);
-  }
-  return out;
+  return {std::sregex_token_iterator(text.begin(), text.end(), re, 1), {}};
 }
 
-// A builder initialised in a fresh root.
 class BookTest : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_CODE(0, book.Init(root.path().c_str(), "T", "A")); }
@@ -35,6 +28,11 @@ class BookTest : public ::testing::Test {
     kavtest::MakeDirs((root / relative).substr(0, (root / relative).rfind('/')));
     kavtest::WriteFile(root / relative, bytes);
     return root / relative;
+  }
+  void Page(const Strings& lines = {}) {
+    ASSERT_CODE(0, book.StartPage());
+    for (const std::string& line : lines) ASSERT_CODE(0, book.AddTextLineToPage(line.c_str()));
+    ASSERT_CODE(0, book.EndPage());
   }
   // Saves content.opf and toc.ncx and packs the book.
   void Save() { ASSERT_CODE(0, book.GenerateEpub((root / "book.epub").c_str())); }
@@ -45,7 +43,6 @@ class BookTest : public ::testing::Test {
   Strings Paragraphs(const std::string& page) {
     return Captures(Oebps(page), "<p class=\"text\"(?:/>|>([^<]*)</p>)");
   }
-
   kavtest::TempDir root;
   EpubBase book;
 };

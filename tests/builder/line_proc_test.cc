@@ -5,17 +5,14 @@
 #include <memory>
 #include <tuple>
 
-#include "builder/epub_base.h"
-#include "service/kav_result.h"
-#include "support/test_support.h"
+#include "book_test.h"
 
-namespace {
-
-using Counters = std::array<int, 3>;  // indent, previous length, longest length
+namespace buildertest {
 
 TEST(LineProcTest, ClassifiesAndCleansLines) {
+  using Counters = std::array<int, 3>;  // indent, previous length, longest length
   // {line, counters before, result, cleaned text, counters after}
-  const std::tuple<std::string, Counters, int, std::string, Counters> cases[] = {
+  const std::tuple<const char*, Counters, int, std::string, Counters> cases[] = {
       {"\n", {0, 10, 10}, 1, " ", {0, 1, 10}},                         // a line feed alone
       {"\n", {2, 10, 10}, 0, " ", {0, 1, 10}},                         // ... back at the margin
       {"  World\n", {0, 6, 6}, 1, "  World ", {2, 8, 8}},              // indented
@@ -35,27 +32,18 @@ TEST(LineProcTest, ClassifiesAndCleansLines) {
       {"a\nb\n", {0, 4, 4}, 0, "a\nb ", {0, 4, 4}},          // only the last \n
       {"a\030b\014c\n", {0, 6, 6}, 0, "a b c ", {0, 6, 6}},  // cancel and form feed
       {"", {2, 30, 40}, KAV_ERR_EMPTY_LINE, "", {2, 30, 40}},
+      {nullptr, {2, 30, 40}, KAV_ERR_EMPTY_LINE, "", {2, 30, 40}},
       // Cut-off bullets: the classifier stops at the terminator.
       {"\xE2", {0, 0, 0}, 0, "\xE2", {0, 1, 1}},
       {"\xEF\x81", {0, 0, 0}, 0, "\xEF\x81", {0, 2, 2}},
-      {"  \xE2\x80", {0, 0, 0}, 1, "  \xE2\x80", {2, 4, 4}},
-  };
-  for (const auto& [line, before, result, text, after] : cases) {
-    SCOPED_TRACE(line);
-    // A heap block of exactly the line's size, so AddressSanitizer sees any
-    // read past the terminator.
-    std::unique_ptr<char, decltype(&free)> exact(strdup(line.c_str()), free);
+      {"  \xE2\x80", {0, 0, 0}, 1, "  \xE2\x80", {2, 4, 4}}};
+  for (auto [line, n, result, text, after] : cases) {
+    // Exactly the line's size on the heap: AddressSanitizer sees reads past the end.
+    std::unique_ptr<char, decltype(&free)> exact(line ? strdup(line) : nullptr, free);
     std::string out = "stale";
-    Counters n = before;
-    EXPECT_EQ(result, EpubBase::LineProc(exact.get(), out, n[0], n[1], n[2]));
-    EXPECT_EQ(text, out);
-    EXPECT_EQ(after, n);
+    const int got = EpubBase::LineProc(exact.get(), out, n[0], n[1], n[2]);
+    EXPECT_EQ(std::make_tuple(result, text, after), std::make_tuple(got, out, n)) << line;
   }
-  std::string out = "stale";
-  Counters n = {2, 30, 40};
-  EXPECT_CODE(KAV_ERR_EMPTY_LINE, EpubBase::LineProc(nullptr, out, n[0], n[1], n[2]));
-  EXPECT_EQ("", out);
-  EXPECT_EQ((Counters{2, 30, 40}), n);
 }
 
-}  // namespace
+}  // namespace buildertest

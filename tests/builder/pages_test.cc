@@ -1,28 +1,18 @@
-#include <limits.h>
-#include <unistd.h>
+#include <filesystem>
 
 #include "book_test.h"
 
 namespace buildertest {
-namespace {
 
 TEST_F(BookTest, TextPages_GatherParagraphsAndStartEachPageAfresh) {
-  const std::string longLine(99, 'x');
-  ASSERT_CODE(0, book.StartPage());
-  for (const char* line : {"  Opening line\n", "back at the margin\n", "still going on\n", "\n",
-                           "  Next & last\n", longLine.c_str()}) {
-    ASSERT_CODE(0, book.AddTextLineToPage(line));
-  }
-  ASSERT_CODE(0, book.EndPage());
+  Page({"  Opening line\n", "back at the margin\n", "still going on\n", "\n", "  Next & last\n",
+        std::string(99, 'x')});
   // The first break writes the empty paragraph gathered before it.
   EXPECT_EQ((Strings{"", "  Opening line back at the margin still going on ", " ",
-                     "  Next &amp; last " + longLine}),
+                     "  Next &amp; last " + std::string(99, 'x')}),
             Paragraphs("page-1.html"));
   // Had page 1's longest line been carried over, the short "first" would end a paragraph.
-  ASSERT_CODE(0, book.StartPage());
-  ASSERT_CODE(0, book.AddTextLineToPage("first\n"));
-  ASSERT_CODE(0, book.AddTextLineToPage("second\n"));
-  ASSERT_CODE(0, book.EndPage());
+  Page({"first\n", "second\n"});
   EXPECT_EQ((Strings{"first second "}), Paragraphs("page-2.html"));
   // Without a page, only lines that continue a paragraph are taken.
   EXPECT_CODE(0, book.AddTextLineToPage("continues without a page\n"));
@@ -46,12 +36,10 @@ TEST_F(BookTest, Pictures_FailInOrderSkipMetafilesAndShareThePageNumbers) {
   // next line follows a "short" one and begins a paragraph.
   ASSERT_CODE(0, book.AddTextLineToPage("World\n"));
   ASSERT_CODE(0, book.EndPage());
-  ASSERT_CODE(0, book.StartPage());
-  ASSERT_CODE(0, book.EndPage());
+  Page();
   ASSERT_CODE(0, book.AddImageToEpub(File("pics/pic.png", "pic.png").c_str()));
   ASSERT_CODE(0, book.AddCoverImageToEpub(File("pics/picture.jpg", "picture.jpg").c_str()));
-  ASSERT_CODE(0, book.StartPage());
-  ASSERT_CODE(0, book.EndPage());
+  Page();
   EXPECT_EQ((Strings{"Hello again ", "", "World "}), Paragraphs("page-1.html"));
   EXPECT_EQ((Strings{"images/a.png"}), Images("page-1.html"));
   EXPECT_EQ((Strings{"images/pic.png"}), Images("page-3.html"));
@@ -59,7 +47,7 @@ TEST_F(BookTest, Pictures_FailInOrderSkipMetafilesAndShareThePageNumbers) {
             Captures(Oebps("cover.html"), "xlink:href=\"([^\"]*)\""));
   const Strings pictures = {"a.png", "pic.png", "picture.jpg"};
   EXPECT_EQ(pictures, kavtest::ListFiles(Oebps("images")));
-  for (const std::string& name : pictures) EXPECT_EQ(name, ReadFile(Oebps("images/" + name)));
+  for (const std::string& n : pictures) EXPECT_EQ(n, kavtest::ReadFile(Oebps("images/" + n)));
   Save();
   EXPECT_EQ(
       (Strings{"toc.ncx", "main.css", "images/a.png", "page-1.html", "page-2.html",
@@ -73,20 +61,19 @@ TEST_F(BookTest, Cover_OnlyListedLowerCaseExtensionsAreTaken) {
        {"picture.JPG", "my.dir/cover", "nodot/cover", "x.jpg.bak", "a.jpeg", "b.gif"}) {
     const bool taken = path == "a.jpeg" || path == "b.gif";
     EXPECT_CODE(0, book.AddCoverImageToEpub(File(path).c_str()));
-    EXPECT_EQ(taken, Exists(Oebps("images/" + path.substr(path.rfind('/') + 1)))) << path;
-    EXPECT_EQ(taken, Exists(Oebps("cover.html"))) << path;
+    EXPECT_EQ(taken, kavtest::Exists(Oebps("images/" + path.substr(path.rfind('/') + 1)))) << path;
+    EXPECT_EQ(taken, kavtest::Exists(Oebps("cover.html"))) << path;
   }
 }
 
 TEST_F(BookTest, Pictures_BaseNamesFromBackslashesAndLongNames) {
-  char cwd[PATH_MAX];
-  ASSERT_NE(nullptr, getcwd(cwd, sizeof cwd));
-  ASSERT_EQ(0, chdir(root.path().c_str()));
+  const std::filesystem::path cwd = std::filesystem::current_path();
+  std::filesystem::current_path(root.path());
   kavtest::WriteFile("C:\\pics\\a.png", "backslashed");
   const int result = book.AddImageToEpub("C:\\pics\\a.png");
-  ASSERT_EQ(0, chdir(cwd));
+  std::filesystem::current_path(cwd);
   ASSERT_CODE(0, result);
-  EXPECT_EQ("backslashed", ReadFile(Oebps("images/a.png")));
+  EXPECT_EQ("backslashed", kavtest::ReadFile(Oebps("images/a.png")));
   // The longest name a file can have: "images/" + name outgrows 256 bytes.
   const std::string name = std::string(251, 'n') + ".png", picture = File("pics/" + name, "long");
   ASSERT_CODE(0, book.AddImageToEpub(picture.c_str()));
@@ -94,10 +81,9 @@ TEST_F(BookTest, Pictures_BaseNamesFromBackslashesAndLongNames) {
   ASSERT_CODE(0, book.StartPage());
   ASSERT_CODE(0, book.AddImageToPage(picture.c_str()));
   ASSERT_CODE(0, book.EndPage());
-  EXPECT_EQ("long", ReadFile(Oebps("images/" + name)));
+  EXPECT_EQ("long", kavtest::ReadFile(Oebps("images/" + name)));
   EXPECT_CODE(KAV_ERR_MISSING, book.AddImageToEpub((root / std::string(1000, 'n')).c_str()));
   Save();
 }
 
-}  // namespace
 }  // namespace buildertest

@@ -8,7 +8,6 @@
 
 #include <set>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "support/test_support.h"
@@ -64,27 +63,22 @@ TEST(BatchPlan, FindsBooksByKindMirrorsNamesAndStartsHtmlBooksAtTopPages) {
   EXPECT_NE(std::string::npos, kavcli::ToolMessage(error).find("missing"));
 }
 
-TEST(BatchPlan, ShardsSplitInputsIntoDisjointSlicesThatCoverAll) {
-  const std::tuple<const char*, int, int> valid[] = {{"1/1", 1, 1}, {"2/3", 2, 3}, {"3/3", 3, 3}};
-  for (const auto& [text, k, n] : valid) {
-    int gotK = 0, gotN = 0;
-    EXPECT_TRUE(kavcli::ParseShard(text, &gotK, &gotN) && gotK == k && gotN == n) << text;
-  }
+TEST(BatchPlan, ShardsSplitInputsIntoDisjointFairSlicesThatCoverAll) {
+  int k = 0, n = 0;
+  EXPECT_TRUE(kavcli::ParseShard("2/3", &k, &n) && k == 2 && n == 3);
   for (const char* text : {"0/2", "3/2", "1/0", "1/", "/2", "1/2x", "a/b", "-1/2", ""}) {
-    int k = 0, n = 0;
     EXPECT_FALSE(kavcli::ParseShard(text, &k, &n)) << text;
   }
-  for (int n : {1, 2, 3, 7}) {
+  for (n = 1; n <= 7; n += 2) {
     std::vector<int> sizes(n, 0);
     for (int i = 0; i < 300; ++i) {
       const std::string input = "shelf/book-" + std::to_string(i) + ".txt";
       int slices = 0;
-      for (int k = 1; k <= n; ++k) {
+      for (k = 1; k <= n; ++k) {
         if (kavcli::InShard(input, k, n)) ++slices, ++sizes[k - 1];
       }
       EXPECT_EQ(1, slices) << input << " in " << n;
     }
-    // Every slice gets a fair part of a large library.
     for (int size : sizes) EXPECT_GT(size, 300 / n / 2) << n;
   }
 }

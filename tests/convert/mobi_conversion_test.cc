@@ -1,6 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include "convert/epub_management.h"
@@ -10,47 +8,27 @@
 #include "support/test_support.h"
 
 // A scripted stand-in for libKav_Mobi, which this program does not link: the
-// converter's calls to CreateMobiService and FreeMobiService land here.
+// converter's calls to CreateMobiService and FreeMobiService land at the end.
 namespace {
 
 // A null cover: the book has none; writeCover false: the named file is missing.
 struct Script {
   int openResult = 0;
-  const char* title = "Stand-in Title";
-  const char* cover = "cover.png";
+  const char *title = "Stand-in Title", *cover = "cover.png";
   bool writeCover = true;
+  int created = 0, closed = 0, freed = 0;  // the calls seen
 } script;
-struct Calls {
-  int created = 0, closed = 0, freed = 0;
-} calls;
 
 int Open(void*, const char*) { return script.openResult; }
-void Close(void*) { ++calls.closed; }
-int ExtractHtml(void*, const char* htmlPath) {
-  kavtest::WriteFile(htmlPath,
-                     "<html><head><title>t</title></head><body><p>One.</p></body></html>");
-  std::string dir(htmlPath, strrchr(htmlPath, '/') + 1);
+void Close(void*) { ++script.closed; }
+int ExtractHtml(void*, const char* path) {
+  kavtest::WriteFile(path, "<html><head><title>t</title></head><body><p>One.</p></body></html>");
+  std::string dir(path, strrchr(path, '/') + 1);
   if (script.cover != nullptr && script.writeCover) kavtest::WriteFile(dir + script.cover, "PNG");
   return 0;
 }
 char* GetTitle(void*) { return script.title != nullptr ? strdup(script.title) : nullptr; }
 char* GetCover(void*) { return script.cover != nullptr ? strdup(script.cover) : nullptr; }
-
-}  // namespace
-
-TMobiService* CreateMobiService(void) {
-  ++calls.created;
-  return new TMobiService{nullptr, Open, Close, ExtractHtml, GetTitle, GetTitle, GetCover};
-}
-
-void FreeMobiService(TMobiService* service) {
-  EXPECT_EQ(calls.closed, calls.freed + 1) << "closed once before being freed";
-  ++calls.freed;
-  delete service;
-}
-
-namespace {
-
 const Reports kAllReports = {{1, 10}, {6, 10}, {7, 10}, {8, 10}, {9, 10}, {10, 10}};
 
 class MobiConversionTest : public ::testing::Test {
@@ -58,17 +36,14 @@ class MobiConversionTest : public ::testing::Test {
   // Runs one conversion; the working files are read before ClearData removes them.
   int Convert(const Script& next, ProgressLog* log, const char* output = nullptr) {
     script = next;
-    calls = Calls();
     EpubManagement converter;
     converter.Init(tmp.path().c_str(), "", "");
-    int result =
-        converter.Mobi2Epub("b.mobi", output ? output : epub.c_str(), log, ProgressLog::Record);
+    int r = converter.Mobi2Epub("b.mobi", output ? output : epub.c_str(), log, ProgressLog::Record);
     css = kavtest::ReadFile(tmp / "epub_temp/epub/OEBPS/main.css");
     hasCover = kavtest::Exists(tmp / "epub_temp/epub/OEBPS/cover.html");
     converter.ClearData();
-    return result;
+    return r;
   }
-
   kavtest::TempDir tmp;
   std::string epub = tmp / "book.epub", css;
   bool hasCover = false;
@@ -76,13 +51,13 @@ class MobiConversionTest : public ::testing::Test {
 
 TEST_F(MobiConversionTest, ConvertsWithSixReportsReleasingTheReaderBeforeTheImport) {
   const std::string rule =
-      "p { display: block; \n margin-bottom: 0; \nmargin-left: 0; \nmargin-right: 0; \n"
-      "margin-top: 0; \ntext-indent: 1em }";
+      "p { display: block; \n margin-bottom: 0; \nmargin-left: 0; \n"
+      "margin-right: 0; \nmargin-top: 0; \ntext-indent: 1em }";
   // The book's own title and cover, no cover, a missing cover file, no title.
   for (const Script& next : {Script{}, Script{0, "Stand-in Title", nullptr},
                              Script{0, "Stand-in Title", "c.png", false}, Script{0, nullptr}}) {
     ProgressLog log;
-    log.probe = [](int done) { EXPECT_EQ(done >= 8 ? 1 : 0, calls.freed) << done; };
+    log.probe = [](int done) { EXPECT_EQ(done >= 8 ? 1 : 0, script.freed) << done; };
     ASSERT_CODE(KAV_OK, Convert(next, &log));
     EXPECT_EQ(kAllReports, log.calls);
     EXPECT_EQ(next.cover != nullptr && next.writeCover, hasCover);
@@ -96,9 +71,9 @@ TEST_F(MobiConversionTest, ConvertsWithSixReportsReleasingTheReaderBeforeTheImpo
 TEST_F(MobiConversionTest, FailuresBeforeTheFirstReport) {
   ProgressLog log;
   EXPECT_CODE(KAV_ERR_NO_OUTPUT_DIR, Convert(Script(), &log, (tmp / "missing/book.epub").c_str()));
-  EXPECT_EQ(0, calls.created);
+  EXPECT_EQ(0, script.created);
   EXPECT_CODE(623, Convert(Script{623}, &log));  // the reader's own code, reader released
-  EXPECT_EQ(1, calls.freed);
+  EXPECT_EQ(1, script.freed);
   EXPECT_TRUE(log.calls.empty());
 }
 
@@ -107,10 +82,21 @@ TEST_F(MobiConversionTest, CancelBeforeTheLastReportEndsWithSuccessAndNoBook) {
     ProgressLog log{kAllReports[stop].first};
     EXPECT_CODE(KAV_OK, Convert(Script(), &log));
     EXPECT_EQ(Reports(kAllReports.begin(), kAllReports.begin() + stop + 1), log.calls);
-    EXPECT_EQ(1, calls.freed);
+    EXPECT_EQ(1, script.freed);
     EXPECT_EQ(stop + 1 == kAllReports.size(), kavtest::Exists(epub)) << log.cancelAt;
     remove(epub.c_str());
   }
 }
 
 }  // namespace
+
+TMobiService* CreateMobiService(void) {
+  ++script.created;
+  return new TMobiService{nullptr, Open, Close, ExtractHtml, GetTitle, GetTitle, GetCover};
+}
+
+void FreeMobiService(TMobiService* service) {
+  EXPECT_EQ(script.closed, script.freed + 1) << "closed once before being freed";
+  ++script.freed;
+  delete service;
+}

@@ -13,7 +13,6 @@ struct ProgressLog {
   int cancelAt = -1, answer = 0;
   std::function<void(int done)> probe{};
   Reports calls{};
-
   static int Record(void* user, int done, int total) {
     ProgressLog* log = static_cast<ProgressLog*>(user);
     log->calls.emplace_back(done, total);

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "e2e/book_checks.h"
@@ -97,37 +98,34 @@ TEST(Faults, FullDiskFailsWithoutPartialBook) {
 }
 
 TEST(Faults, WorkingDirectoryOnAnotherFileSystemMakesTheBook) {
-  char pattern[] = "/dev/shm/kavfaults-XXXXXX";
-  struct stat shm, tmp;
-  if (stat("/dev/shm", &shm) != 0 || mkdtemp(pattern) == nullptr) GTEST_SKIP() << "no /dev/shm";
-  const std::string shmDir = pattern;
+  char shm[] = "/dev/shm/kavfaults-XXXXXX";
+  struct stat shmStat, tmpStat;
   Folders f(130);
-  ASSERT_EQ(0, stat(f.root.path().c_str(), &tmp));
-  if (shm.st_dev == tmp.st_dev) GTEST_SKIP() << "/dev/shm and /tmp are one file system";
-  for (const auto& [work, out] : {std::pair{shmDir, f.out}, std::pair{f.work, shmDir}}) {
+  if (mkdtemp(shm) == nullptr) GTEST_SKIP() << "no /dev/shm";
+  std::shared_ptr<void> removeShm(nullptr, [&](void*) { fs::remove_all(shm); });
+  if (stat(shm, &shmStat) != 0 || stat(f.root.path().c_str(), &tmpStat) != 0 ||
+      shmStat.st_dev == tmpStat.st_dev) {
+    GTEST_SKIP() << "/dev/shm and /tmp are one file system";
+  }
+  for (const auto& [work, out] : {std::pair<std::string, std::string>{shm, f.out}, {f.work, shm}}) {
     SCOPED_TRACE(work + " -> " + out);
     ASSERT_CODE(0, Convert(false, f.txt, out + "/book.epub", work));
     EXPECT_EQ(1u, kave2e::ReadBook(out + "/book.epub").count("OEBPS/page-3.html"));
     EXPECT_TRUE(fs::is_empty(work));
     fs::remove(out + "/book.epub");
   }
-  fs::remove_all(shmDir);
 }
 
+// A FIFO would block, /dev/zero never ends, /proc/self/mem opens but fails
+// every read, and permissions stop everyone but root.
 TEST(Faults, UnreadableTextPathsFailAsUnopenable) {
   Folders f;
-  const std::string fifo = f.root / "fifo", dir = f.root / "dir", locked = f.root / "locked.txt";
+  const std::string fifo = f.root / "fifo", locked = f.root / "locked.txt";
   ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
-  kavtest::MakeDirs(dir);
   kavtest::WriteFile(locked, "a line\n");
   chmod(locked.c_str(), 0);
-  // A device that never ends would be read forever.
-  kave2e::Strings paths = {fifo, dir, f.root / "missing.txt", "/dev/zero",
-                           // Readable to open, but every read fails.
-                           "/proc/self/mem"};
-  // Permissions stop everyone but root.
-  if (geteuid() != 0) paths.push_back(locked);
-  for (const std::string& path : paths) {
+  for (const std::string& path : {fifo, std::string("/dev/zero"), std::string("/proc/self/mem"),
+                                  geteuid() != 0 ? locked : fifo}) {
     SCOPED_TRACE(path);
     EXPECT_CODE(KAV_ERR_OPEN, Convert(false, path, f.epub, f.work));
     ExpectNoTrace(f.out, f.work);

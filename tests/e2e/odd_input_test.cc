@@ -2,11 +2,10 @@
 // of 10,000 bytes. Every call ends with a code or a book whose documents are
 // well-formed XML.
 
+#include <regex>
 #include <string>
 
 #include "e2e/book_checks.h"
-#include "service/kav_epub.h"
-#include "support/test_support.h"
 
 namespace {
 
@@ -16,20 +15,19 @@ using kave2e::Strings;
 const std::string kLong(10000, 'n');
 const std::string kFffd = "\xEF\xBF\xBD";
 
-// The book in dir made by fill, every XML document of it well-formed
-// (XPathTexts fails the test if not); an empty one with the code.
-kave2e::Book Made(const kavtest::TempDir& dir, const kave2e::Fill& fill, int* code,
-                  const std::string& title = "T") {
-  *code = kave2e::MakeBook(dir / "work", dir / "book.epub", fill, title, title);
-  if (*code != 0) return {};
+// The code of making a book in dir by fill, and the book, every XML document
+// of it well-formed (XPathTexts fails the test if not); empty after a failure.
+std::pair<int, kave2e::Book> Made(const kavtest::TempDir& dir, const kave2e::Fill& fill,
+                                  const std::string& title = "T") {
+  const int code = kave2e::MakeBook(dir / "work", dir / "book.epub", fill, title, title);
+  if (code != 0) return {code, {}};
   kave2e::Book book = kave2e::ReadBook(dir / "book.epub");
   for (const auto& [name, entry] : book) {
-    if (name.find(".htm") != std::string::npos || name.find(".opf") != std::string::npos ||
-        name.find(".ncx") != std::string::npos) {
+    if (std::regex_search(name, std::regex(R"(\.(htm|opf|ncx))"))) {
       EXPECT_FALSE(kave2e::XPathTexts(entry.data, "/*").empty()) << name;
     }
   }
-  return book;
+  return {code, book};
 }
 
 TEST(OddInput, BadBytesInLinesTitleAndImageNameBecomeWellFormedText) {
@@ -49,40 +47,32 @@ TEST(OddInput, BadBytesInLinesTitleAndImageNameBecomeWellFormedText) {
   kavtest::TempDir dir;
   const std::string image = dir / "pic\xFF\x01.png";
   kavtest::WriteFile(image, "\x89PNG\r\n\x1a\n");
-  int code = -1;
-  kave2e::Book book = Made(
-      dir,
-      [&](TEpubService* s, TEpubData* d) {
-        int rc = 0;
-        for (const auto& line : lines) rc = rc ? rc : AddTextPage(s, d, {line.first});
-        return rc ? rc : s->AddImageToEpub(d, image.c_str());
-      },
-      &code, "title \xFF\x02");
-  ASSERT_CODE(0, code);
+  const auto fill = [&](TEpubService* s, TEpubData* d) {
+    int rc = 0;
+    for (const auto& line : lines) rc = rc ? rc : AddTextPage(s, d, {line.first});
+    return rc ? rc : s->AddImageToEpub(d, image.c_str());
+  };
+  kave2e::Book book = Made(dir, fill, "title \xFF\x02").second;
   for (size_t i = 0; i < std::size(lines); ++i) {
-    EXPECT_EQ(
-        Strings{lines[i].second},
-        kave2e::XPathTexts(book["OEBPS/page-" + std::to_string(i + 1) + ".html"].data, "//x:p"));
+    const std::string page = "OEBPS/page-" + std::to_string(i + 1) + ".html";
+    EXPECT_EQ(Strings{lines[i].second}, kave2e::XPathTexts(book[page].data, "//x:p")) << page;
   }
-  EXPECT_EQ((Strings{"title " + kFffd + kFffd, "title " + kFffd + kFffd}),
+  EXPECT_EQ(Strings(2, "title " + kFffd + kFffd),
             kave2e::XPathTexts(book["OEBPS/content.opf"].data, "//dc:title | //dc:creator"));
 }
 
 TEST(OddInput, TenThousandByteNamesEndWithCodeOrWellFormedBook) {
   kavtest::TempDir source;
-  const std::string id = "i" + kLong;
-  kavtest::WriteFile(source / "long.html", "<html><body><p id=\"" + id + "\">a</p><a href=\"#" +
-                                               id + "\">to</a><a href=\"" + kLong +
-                                               ".html\">away</a><img src=\"" + kLong +
-                                               ".png\" alt=\"" + kLong + "\"/><a href=\"http://x/" +
-                                               kLong + "\">web</a></body></html>");
-  const kave2e::Fill longBook = [&](TEpubService* s, TEpubData* d) {
+  const std::string id = "i" + kLong, html = source / "long.html";
+  kavtest::WriteFile(html, "<html><body><p id=\"" + id + "\">a</p><a href=\"#" + id +
+                               "\">to</a><a href=\"" + kLong + ".html\">away</a><img src=\"" +
+                               kLong + ".png\" alt=\"" + kLong + "\"/><a href=\"http://x/" + kLong +
+                               "\">web</a></body></html>");
+  const auto longBook = [&](TEpubService* s, TEpubData* d) {
     const int rc = AddTextPage(s, d, {kLong + "\n"});
-    return rc ? rc : s->AddHtmlToEpub(d, (source / "long.html").c_str());
+    return rc ? rc : s->AddHtmlToEpub(d, html.c_str());
   };
-  kavtest::TempDir dir;
-  int code = -1;
-  EXPECT_FALSE(Made(dir, longBook, &code, kLong).empty()) << code;
+  EXPECT_CODE(0, Made(kavtest::TempDir(), longBook, kLong).first);
   // Longer than any path the system opens: a code is as good as a book.
   const std::string path = source / std::string(kLong.size(), 'p') + ".png";
   const kave2e::Fill longPaths[] = {
@@ -93,10 +83,7 @@ TEST(OddInput, TenThousandByteNamesEndWithCodeOrWellFormedBook) {
         return rc ? rc : s->EndPage(d);
       },
       [&](TEpubService* s, TEpubData* d) { return s->AddHtmlToEpub(d, path.c_str()); }};
-  for (const kave2e::Fill& fill : longPaths) {
-    kavtest::TempDir other;
-    Made(other, fill, &code);
-  }
+  for (const kave2e::Fill& fill : longPaths) Made(kavtest::TempDir(), fill);
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
-// Copying files and trees, moving directories and splitting paths.
 #include "fileutil/file_util.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "service/kav_result.h"
@@ -12,32 +12,26 @@
 
 namespace {
 
-using kavtest::Exists;
-using kavtest::ListFiles;
-using kavtest::ReadFile;
-using kavtest::WriteFile;
+using kavtest::Exists, kavtest::ListFiles, kavtest::ReadFile, kavtest::WriteFile;
 using Files = std::vector<std::string>;
+using Operation = int (*)(const char*, const char*);
 
-// Bytes of every value, zeros included, so that a text-mode or
-// string-terminated copy would show.
+// Every byte value, zeros included: a string-terminated copy would show.
 std::string Bytes(size_t size) {
   std::string data(size, '\0');
   for (size_t i = 0; i < size; ++i) data[i] = static_cast<char>((i * 7919) >> 3);
   return data;
 }
 
-// dir/{a.txt, alias -> a.txt, sub/b.bin, sub/deeper/c.txt, empty/}
 const Files kTreeFiles = {"a.txt", "alias", "sub/b.bin", "sub/deeper/c.txt"};
 void MakeTree(const std::string& dir) {
-  kavtest::MakeDirs(dir + "/sub/deeper");
-  kavtest::MakeDirs(dir + "/empty");
+  for (const char* sub : {"/sub/deeper", "/empty"}) kavtest::MakeDirs(dir + sub);
   WriteFile(dir + "/a.txt", "a");
   WriteFile(dir + "/sub/b.bin", std::string("b\0b", 3));
   WriteFile(dir + "/sub/deeper/c.txt", "c");
   symlink("a.txt", (dir + "/alias").c_str());
 }
 
-// Null or empty paths leave both outputs as they were.
 TEST(GetFileOrDirFromPath, SplitsAtLastSlashElseLastBackslash) {
   // clang-format off
   const char* const rows[][3] = {
@@ -52,10 +46,8 @@ TEST(GetFileOrDirFromPath, SplitsAtLastSlashElseLastBackslash) {
   }
 }
 
-// An existing target is truncated first; a copy into a directory keeps the
-// source's name; CreateFile leaves the file system alone. Reading this
-// process's memory from address 0 fails at once: a copy loop waiting for the
-// end of the source would never return.
+// CreateFile leaves the file system alone. Reading /proc/self/mem at address 0
+// fails at once: a copy loop waiting for the end would never return.
 TEST(CopyFile, CopiesEveryChunkBoundaryExactlyAndStopsAtAnUnreadableSource) {
   kavtest::TempDir tmp;
   for (size_t size : {0, 1, 4095, 4096, 4097, 3 * 4096 + 5}) {
@@ -66,8 +58,8 @@ TEST(CopyFile, CopiesEveryChunkBoundaryExactlyAndStopsAtAnUnreadableSource) {
     EXPECT_EQ(Bytes(size), ReadFile(dst)) << size;
   }
   kavtest::MakeDirs(tmp / "d");
-  ASSERT_CODE(KAV_OK, CopyFile((tmp / "in1").c_str(), (tmp / "d").c_str()));
-  ASSERT_CODE(KAV_OK, CopyFile((tmp / "in1").c_str(), (tmp / "d/named").c_str()));
+  for (const char* dst : {"d", "d/named"})
+    ASSERT_CODE(KAV_OK, CopyFile((tmp / "in1").c_str(), (tmp / dst).c_str())) << dst;
   for (const char* name : {"d/in1", "d/new"}) CreateFile((tmp / name).c_str());
   EXPECT_EQ((Files{"in1", "named"}), ListFiles(tmp / "d"));
   EXPECT_EQ(Bytes(1) + Bytes(1), ReadFile(tmp / "d/in1") + ReadFile(tmp / "d/named"));
@@ -77,20 +69,20 @@ TEST(CopyFile, CopiesEveryChunkBoundaryExactlyAndStopsAtAnUnreadableSource) {
   EXPECT_EQ("", ReadFile(tmp / "mem"));
 }
 
-// Links are copied as the files they point at; a source ending in "/" has
-// no name, so its contents land in dst itself. Moves make only the last
-// level of dst.
+// A source ending in "/" has no name, so its contents land in dst itself.
 TEST(Trees, CopiedUnderTheSourceNameWithLinksAsFilesAndMovedIntoAnyDst) {
   kavtest::TempDir tmp;
   MakeTree(tmp / "x/img");
   for (const char* dir : {"y", "z", "existing"}) kavtest::MakeDirs(tmp / dir);
-  ASSERT_CODE(KAV_OK, CopyFileOrDir((tmp / "x/img").c_str(), (tmp / "y").c_str()));
-  ASSERT_CODE(KAV_OK, CopyFileOrDir((tmp / "x/img/").c_str(), (tmp / "z").c_str()));
+  const std::tuple<Operation, const char*, const char*> steps[] = {{CopyFileOrDir, "x/img", "y"},
+                                                                   {CopyFileOrDir, "x/img/", "z"},
+                                                                   {MoveDir, "y/img", "existing"},
+                                                                   {MoveDir, "z", "made"}};
+  for (const auto& [operation, src, dst] : steps)
+    ASSERT_CODE(KAV_OK, operation((tmp / src).c_str(), (tmp / dst).c_str())) << src;
   EXPECT_EQ(kTreeFiles, ListFiles(tmp / "x/img"));
   struct stat st;
-  EXPECT_TRUE(lstat((tmp / "y/img/alias").c_str(), &st) == 0 && S_ISREG(st.st_mode));
-  ASSERT_CODE(KAV_OK, MoveDir((tmp / "y/img").c_str(), (tmp / "existing").c_str()));
-  ASSERT_CODE(KAV_OK, MoveDir((tmp / "z").c_str(), (tmp / "made").c_str()));
+  EXPECT_TRUE(lstat((tmp / "existing/alias").c_str(), &st) == 0 && S_ISREG(st.st_mode));
   for (const std::string dst : {"existing", "made"}) {
     EXPECT_EQ(kTreeFiles, ListFiles(tmp / dst)) << dst;
     EXPECT_TRUE(kavtest::IsDir(tmp / dst + "/empty")) << dst;
@@ -99,20 +91,15 @@ TEST(Trees, CopiedUnderTheSourceNameWithLinksAsFilesAndMovedIntoAnyDst) {
   EXPECT_FALSE(Exists(tmp / "y/img") || Exists(tmp / "z"));
 }
 
-// One set of paths for every operation, in order ("-" is a null path): a
-// link to a directory is no file, a file cannot be written over the
-// directory "blocked/file", and below a file no directory can be made. A
-// file source gives CopyFile's result; a missing source is no failure.
+// "-" is a null path. A link to a directory is no file; a file source gives
+// CopyFile's result; a missing source is no failure.
 TEST(FileOperations, FailuresGiveTheirCodesAndKeepTheSource) {
   kavtest::TempDir tmp;
   MakeTree(tmp / "src");
-  kavtest::MakeDirs(tmp / "dst");
+  for (const char* dir : {"dst", "linked/real", "blocked/file"}) kavtest::MakeDirs(tmp / dir);
   WriteFile(tmp / "file", "x");
   mkfifo((tmp / "fifo").c_str(), 0600);
-  kavtest::MakeDirs(tmp / "linked/real");
   symlink("real", (tmp / "linked/dirlink").c_str());
-  kavtest::MakeDirs(tmp / "blocked/file");
-  using Operation = int (*)(const char*, const char*);
   const int kFailed = KAV_ERR_FAILED, kMissing = KAV_ERR_MISSING;
   // clang-format off
   const struct { Operation operation; const char *src, *dst; int code; } rows[] = {
@@ -135,9 +122,8 @@ TEST(FileOperations, FailuresGiveTheirCodesAndKeepTheSource) {
                                         *row.dst == '-' ? nullptr : dst.c_str()))
         << row.src << " " << row.dst;
   }
-  for (const char* absent : {"nodir", "copy", "nowhere", "no", "missing"}) {
+  for (const char* absent : {"nodir", "copy", "nowhere", "no", "missing"})
     EXPECT_FALSE(Exists(tmp / absent)) << absent;
-  }
   EXPECT_TRUE(Exists(tmp / "dst/file") && kavtest::IsDir(tmp / "fresh"));
   EXPECT_EQ(kTreeFiles, ListFiles(tmp / "src"));
 }

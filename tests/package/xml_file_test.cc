@@ -12,35 +12,34 @@
 namespace {
 
 using ::testing::Each;
-// The codes of calls made in order (a braced list is evaluated in order).
-using Codes = std::vector<long long>;
+using Codes = std::vector<long long>;  // braced lists evaluate in order
 
 const std::string kDecl = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 const std::string kDoctype = kDecl +
                              "<!DOCTYPE html PUBLIC \"-//W3C//DTD XHTML 1.1//EN\" "
                              "\"http://www.w3.org/TR/xhtml11/DTD/xhtml11.dtd\">\n";
 
-// A saved document with the fourteen time digits after "urn:uuid:id_"
-// written as "#".
+// A saved document with the fourteen time digits after "urn:uuid:id_" written as "#".
 std::string Saved(const std::string& path) {
   static const std::regex kTimeDigits("(urn:uuid:id_)[0-9]{14}([^0-9])");
   return std::regex_replace(kavtest::ReadFile(path), kTimeDigits, "$1#$2");
 }
 
-// Names without extension, other media types and an overlong name follow
-// the cover: every call uses up a number, repeats add nothing. Ampersands in
-// titles are escaped once more, even those escaped already.
-TEST(PackageDocument, BookExample_SavesTreeInOrderWithNumberGaps) {
+struct XmlFileTest : ::testing::Test {
   kavtest::TempDir dir;
   XMLFile file;
+};
+
+// Every call uses up a number, repeats add nothing. Ampersands in titles are escaped once
+// more, even those escaped already.
+TEST_F(XmlFileTest, PackageDocument_BookExample_SavesTreeInOrderWithNumberGaps) {
   ASSERT_CODE(KAV_OK, file.InitOpfFile("Tom & Jerry", "A&B&amp;"));
   EXPECT_CODE(KAV_OK, file.AddRecordToOpf("main.css"));
   EXPECT_CODE(KAV_OK, file.AddCoverToOpf("cover.html", "images/cover.jpg"));
   const std::string longName = std::string(300, 'n') + ".html";
   for (const char* name : {"page-1.html", "page-2.html", "page-1.html", "README", "README",
-                           "notes.htm", "v.1.JPG", longName.c_str()}) {
+                           "notes.htm", "v.1.JPG", longName.c_str()})
     EXPECT_CODE(KAV_OK, file.AddRecordToOpf(name));
-  }
   ASSERT_CODE(KAV_OK, file.SaveOpfFile((dir / "content.opf").c_str()));
   EXPECT_EQ(
       kDecl +
@@ -66,16 +65,12 @@ TEST(PackageDocument, BookExample_SavesTreeInOrderWithNumberGaps) {
       Saved(dir / "content.opf"));
 }
 
-// A second initialisation starts the numbers at one again.
-TEST(NavigationDocument, BookExample_NumbersAndLabelsPointsFromOneAfterInit) {
-  kavtest::TempDir dir;
-  XMLFile file;
-  ASSERT_CODE(KAV_OK, file.InitNcxFile("old"));
-  EXPECT_CODE(KAV_OK, file.AddRecordToNcx("old.html"));
-  ASSERT_CODE(KAV_OK, file.InitNcxFile("A&B&amp;"));
-  EXPECT_CODE(KAV_OK, file.AddRecordToNcx("page-1.html"));
-  EXPECT_CODE(KAV_OK, file.AddRecordToNcx("page-2.html"));
-  ASSERT_CODE(KAV_OK, file.SaveNcxFile((dir / "toc.ncx").c_str()));
+TEST_F(XmlFileTest, NavigationDocument_BookExample_NumbersAndLabelsPointsFromOneAfterInit) {
+  EXPECT_THAT(
+      (Codes{file.InitNcxFile("old"), file.AddRecordToNcx("old.html"), file.InitNcxFile("A&B&amp;"),
+             file.AddRecordToNcx("page-1.html"), file.AddRecordToNcx("page-2.html"),
+             file.SaveNcxFile((dir / "toc.ncx").c_str())}),
+      Each(KAV_OK));
   EXPECT_EQ(kDoctype +
                 "<ncx xmlns=\"http://www.daisy.org/z3986/2005/ncx/\" version=\"2005-1\"><head>"
                 "<meta name=\"dtb:uid\" content=\"urn:uuid:id_#\"/>"
@@ -90,10 +85,9 @@ TEST(NavigationDocument, BookExample_NumbersAndLabelsPointsFromOneAfterInit) {
             Saved(dir / "toc.ncx"));
 }
 
-TEST(ContainerFile, WritesThreeLinesWithAttributesInOrderOverAnOldFile) {
-  kavtest::TempDir dir;
+TEST_F(XmlFileTest, ContainerFile_WritesThreeLinesWithAttributesInOrderOverAnOldFile) {
   kavtest::WriteFile(dir / "container.xml", std::string(5000, 'x'));
-  ASSERT_CODE(KAV_OK, XMLFile().GenerateContainerFile((dir / "container.xml").c_str()));
+  ASSERT_CODE(KAV_OK, file.GenerateContainerFile((dir / "container.xml").c_str()));
   EXPECT_EQ(kDoctype +
                 "<container version=\"1.0\" "
                 "xmlns=\"urn:oasis:names:tc:opendocument:xmlns:container\"><rootfiles>"
@@ -102,21 +96,17 @@ TEST(ContainerFile, WritesThreeLinesWithAttributesInOrderOverAnOldFile) {
             Saved(dir / "container.xml"));
 }
 
-// Cells go to the newest row: none before any table, the first table's row
-// while the second has none. Operator 7 and the cover picture follow.
-TEST(PageDocument, PageExample_AddsEveryStepToTheNewestParent) {
-  kavtest::TempDir dir;
-  XMLFile file;
-  ASSERT_CODE(KAV_OK, file.InitHTML("Page 1"));
+// Cells go to the newest row (none before any table; the first table's while the second has none).
+TEST_F(XmlFileTest, PageDocument_PageExample_AddsEveryStepToTheNewestParent) {
   EXPECT_THAT(
-      (Codes{file.AddFormToHtml("lost", FormCell), file.AddTextLineToHtml("Hello"),
-             file.AddImageToHtml("images/a.png"), file.AddFormToHtml(nullptr, FormTable),
-             file.AddFormToHtml(nullptr, FormRow), file.AddFormToHtml("x", FormCell),
-             file.AddFormToHtml(nullptr, FormTable), file.AddFormToHtml("1 &amp; 2 < 3", FormCell),
+      (Codes{file.InitHTML("Page 1"), file.AddFormToHtml("lost", FormCell),
+             file.AddTextLineToHtml("Hello"), file.AddImageToHtml("images/a.png"),
+             file.AddFormToHtml(nullptr, FormTable), file.AddFormToHtml(nullptr, FormRow),
+             file.AddFormToHtml("x", FormCell), file.AddFormToHtml(nullptr, FormTable),
+             file.AddFormToHtml("1 &amp; 2 < 3", FormCell),
              file.AddFormToHtml("seven", static_cast<FormOperator>(7)), file.AddTextLineToHtml(""),
-             file.AddImageToXhtml("c.jpg")}),
+             file.AddImageToXhtml("c.jpg"), file.SaveHtml((dir / "page.html").c_str())}),
       Each(KAV_OK));
-  ASSERT_CODE(KAV_OK, file.SaveHtml((dir / "page.html").c_str()));
   EXPECT_EQ(kDoctype +
                 "<html xmlns=\"http://www.w3.org/1999/xhtml\"><head><title>Page 1</title>"
                 "<meta name=\"Adept.resource\"/>"
@@ -133,13 +123,10 @@ TEST(PageDocument, PageExample_AddsEveryStepToTheNewestParent) {
             Saved(dir / "page.html"));
 }
 
-// Additions before their document are refused or ignored, never a crash.
-// The package and navigation documents pass save codes through; a page
-// reports every failure as all ones. Nothing is written. Null titles leave
-// their elements empty.
-TEST(Saving, MissingDocumentPathOrDirectory_GiveEachDocumentsCode) {
-  kavtest::TempDir dir;
-  XMLFile file;
+// Additions before their document are refused or ignored, never a crash. The package and
+// navigation documents pass save codes through; a page reports every failure as all ones.
+// Nothing is written. Null titles leave their elements empty.
+TEST_F(XmlFileTest, Saving_MissingDocumentPathOrDirectory_GiveEachDocumentsCode) {
   EXPECT_THAT((Codes{file.AddTextLineToHtml("a"), file.AddFormToHtml("a", FormTable),
                      file.SaveOpfFile((dir / "a").c_str()), file.SaveNcxFile((dir / "a").c_str())}),
               Each(KAV_ERR_NO_PAGE));

@@ -1,7 +1,3 @@
-#include <gtest/gtest.h>
-#include <stdlib.h>
-#include <string.h>
-
 #include "service/kav_epub.h"
 #include "service/kav_result.h"
 #include "support/test_support.h"
@@ -12,7 +8,6 @@ class ServiceRecordTest : public ::testing::Test {
  protected:
   ServiceRecordTest() { kavtest::WriteFile(html, "<html><body><p>Hi.</p></body></html>"); }
   ~ServiceRecordTest() override { FreeEpubService(s); }
-
   TEpubService* s = CreateEpubService();
   kavtest::TempDir tmp;
   std::string html = tmp / "page.html", work = tmp / "epub_temp";
@@ -20,12 +15,10 @@ class ServiceRecordTest : public ::testing::Test {
 
 TEST_F(ServiceRecordTest, PerBookEntriesCheckTheirHandleAndFreeingAnActiveRecordCleansUp) {
   for (TEpubData* d : {s->data, static_cast<TEpubData*>(nullptr)}) {
-    EXPECT_CODE(KAV_ERR_NO_BUILDER, s->StartPage(d));
-    EXPECT_CODE(KAV_ERR_NO_BUILDER, s->EndPage(d));
-    EXPECT_CODE(KAV_ERR_NO_BUILDER, s->AddTextLineToPage(d, "x\n"));
-    EXPECT_CODE(KAV_ERR_NO_BUILDER, s->AddImageToPage(d, "/none.png"));
-    EXPECT_CODE(KAV_ERR_NO_BUILDER, s->AddImageToEpub(d, "/none.png"));
-    EXPECT_CODE(KAV_ERR_NO_BUILDER, s->GenerateEpub(d, ""));
+    EXPECT_EQ(std::vector<int>(6, KAV_ERR_NO_BUILDER),
+              (std::vector<int>{s->StartPage(d), s->EndPage(d), s->AddTextLineToPage(d, "x\n"),
+                                s->AddImageToPage(d, "/none.png"),
+                                s->AddImageToEpub(d, "/none.png"), s->GenerateEpub(d, "")}));
     EXPECT_CODE(KAV_ERR_ARGUMENT, s->AddHtmlToEpub(d, html.c_str()));
     s->ClearUp(d);
   }
@@ -33,7 +26,6 @@ TEST_F(ServiceRecordTest, PerBookEntriesCheckTheirHandleAndFreeingAnActiveRecord
   EXPECT_CODE(KAV_ERR_MISSING, s->InitEpub(s->data, (tmp / "none").c_str(), "T", "A"));
   EXPECT_CODE(KAV_ERR_ARGUMENT, s->GenerateEpub(s->data, ""));
   s->ClearUp(s->data);
-
   ASSERT_CODE(KAV_OK, s->InitEpub(s->data, tmp.path().c_str(), "T", "A"));
   EXPECT_CODE(KAV_ERR_ARGUMENT, s->AddHtmlToEpub(s->data, "/none.html"));  // path first
   EXPECT_CODE(KAV_ERR_MISSING, s->AddImageToEpub(s->data, "/none.png"));   // the builder's code
@@ -42,11 +34,9 @@ TEST_F(ServiceRecordTest, PerBookEntriesCheckTheirHandleAndFreeingAnActiveRecord
   s->ClearUp(s->data);
   EXPECT_FALSE(kavtest::Exists(work));
   EXPECT_CODE(KAV_ERR_NO_BUILDER, s->StartPage(s->data));
-  // Freeing a record with an active builder removes its workspace.
   ASSERT_CODE(KAV_OK, s->InitEpub(s->data, tmp.path().c_str(), "T", "A"));
   ASSERT_TRUE(kavtest::IsDir(work));
-  FreeEpubService(s);
-  s = nullptr;
+  FreeEpubService(std::exchange(s, nullptr));
   EXPECT_FALSE(kavtest::Exists(work));
 }
 
@@ -56,9 +46,8 @@ TEST_F(ServiceRecordTest, Txt2EpubChecksPathsThenConvertsAndCleansUp) {
   kavtest::WriteFile(txt, "One line.\n");
   const char* bad[][3] = {{nullptr, e, w}, {"", e, w},           {t, nullptr, w},
                           {t, "", w},      {t, e, none.c_str()}, {t, e, nullptr}};
-  for (const auto& args : bad) {
-    EXPECT_CODE(KAV_ERR_ARGUMENT, s->Txt2Epub(args[0], args[1], args[2], "", "", nullptr, nullptr));
-  }
+  for (const auto& a : bad)
+    EXPECT_CODE(KAV_ERR_ARGUMENT, s->Txt2Epub(a[0], a[1], a[2], "", "", nullptr, nullptr));
   // The converter's working files go, whatever it returned.
   EXPECT_CODE(KAV_ERR_OPEN, s->Txt2Epub(none.c_str(), e, w, "", "", nullptr, nullptr));
   EXPECT_EQ((std::vector<std::string>{"a.txt", "page.html"}), kavtest::ListFiles(w));
@@ -69,18 +58,7 @@ TEST_F(ServiceRecordTest, Txt2EpubChecksPathsThenConvertsAndCleansUp) {
   EXPECT_FALSE(kavtest::Exists(tmp / "process_tmp"));
   std::string packed;
   for (const auto& entry : kavtest::ReadZip(epub)) packed += entry.data;
-  EXPECT_EQ(std::string::npos, packed.find("Zanzibar"));
-  EXPECT_EQ(std::string::npos, packed.find("Quixote"));
-}
-
-TEST(GetEpubCopyright, HandsOutAFreshOneLineCopyEachTime) {
-  char *first = GetEpubCopyright(), *second = GetEpubCopyright();
-  ASSERT_NE(nullptr, first);
-  EXPECT_NE(first, second);
-  EXPECT_STREQ(first, second);
-  EXPECT_EQ(nullptr, strchr(first, '\n'));
-  free(first);
-  free(second);
+  for (const char* word : {"Zanzibar", "Quixote"}) EXPECT_EQ(std::string::npos, packed.find(word));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/wait.h>
 #include <zip.h>
 
 #include <algorithm>
@@ -100,17 +101,21 @@ std::vector<ZipEntry> ReadZip(const std::string& path) {
   return entries;
 }
 
+int RunCommand(const std::string& command, std::string* output) {
+  FILE* pipe = popen((command + " 2>&1 </dev/null").c_str(), "r");
+  if (pipe == nullptr) return -1;
+  char buffer[4096];
+  for (size_t got; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;) output->append(buffer, got);
+  const int status = pclose(pipe);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 std::vector<EpubcheckFinding> RunEpubcheck(const std::string& epubPath, std::string* report) {
   std::vector<EpubcheckFinding> findings;
-  FILE* pipe = popen(("java -jar /usr/bin/epubcheck '" + epubPath + "' 2>&1").c_str(), "r");
-  if (pipe == nullptr) {
-    ADD_FAILURE() << "cannot run epubcheck";
-    return findings;
-  }
   std::string text;
-  char buffer[4096];
-  for (size_t got; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;) text.append(buffer, got);
-  pclose(pipe);
+  if (RunCommand("java -jar /usr/bin/epubcheck '" + epubPath + "'", &text) < 0) {
+    ADD_FAILURE() << "cannot run epubcheck";
+  }
   if (report != nullptr) *report = text;
   // Lines such as: ERROR(RSC-005): book.epub/OEBPS/content.opf(2,345): message
   std::regex line(R"(^(FATAL|ERROR|WARNING|INFO|USAGE)\(([A-Z]+-[0-9]+)\):(.*)$)");

@@ -5,7 +5,7 @@
 #include <stdlib.h>
 #include <time.h>
 
-#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,6 +44,10 @@ struct ZipEntry {
 // Reads a whole archive; fails the current test when it cannot.
 std::vector<ZipEntry> ReadZip(const std::string& path);
 
+// Runs a shell command with no input; its exit status (-1 when it did not
+// exit), with standard output and standard error appended to output.
+int RunCommand(const std::string& command, std::string* output);
+
 // Runs epubcheck on a book; the finding codes it reported (such as
 // "RSC-005") with their severities ("ERROR", "WARNING", "FATAL", ...), and
 // the whole report in `report`.
@@ -59,12 +63,10 @@ std::vector<EpubcheckFinding> RunEpubcheck(const std::string& epubPath, std::str
 class ScopedEnv {
  public:
   ScopedEnv(const char* name, const char* value) : name_(name) {
-    const char* old = getenv(name);
-    hadOld_ = old != nullptr;
-    if (hadOld_) old_ = old;
+    if (const char* old = getenv(name)) old_ = old;
     Set(value);
   }
-  ~ScopedEnv() { Set(hadOld_ ? old_.c_str() : nullptr); }
+  ~ScopedEnv() { Set(old_ ? old_->c_str() : nullptr); }
   ScopedEnv(const ScopedEnv&) = delete;
   ScopedEnv& operator=(const ScopedEnv&) = delete;
 
@@ -74,8 +76,7 @@ class ScopedEnv {
     tzset();
   }
   std::string name_;
-  bool hadOld_;
-  std::string old_;
+  std::optional<std::string> old_;
 };
 
 // Path of a file in the project tree, and of a built program or library.

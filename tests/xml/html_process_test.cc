@@ -16,21 +16,17 @@ namespace {
 
 using kavtest::WriteFile;
 using Strings = std::vector<std::string>;
+using Codes = std::vector<long long>;  // braced lists evaluate in order
 
-// An XMLBase whose document and clean-up record the tests may read.
-class CleanedPage : public XMLBase {
- public:
-  xmlDoc* Doc() const { return doc; }
-  TRepairState* State() const { return repairState; }
+struct CleanedPage : XMLBase {
+  using XMLBase::doc, XMLBase::repairState;
 };
 
-// The children of node serialised one after the other.
 std::string InnerXml(xmlNode* node) {
   if (node == nullptr) return "(none)";
   xmlBuffer* buffer = xmlBufferCreate();
-  for (xmlNode* child = node->children; child != nullptr; child = child->next) {
+  for (xmlNode* child = node->children; child != nullptr; child = child->next)
     xmlNodeDump(buffer, node->doc, child, 0, 0);
-  }
   std::string text(reinterpret_cast<const char*>(xmlBufferContent(buffer)));
   xmlBufferFree(buffer);
   return text;
@@ -44,22 +40,14 @@ xmlNode* ChildNamed(xmlNode* node, const char* name) {
   return child;
 }
 
-// A working directory with the DTD written from the embedded text, and a
-// folder "src" for the source page and its resources. Each Clean* call
-// cleans the source into a fresh page.
+// Each Clean* call cleans a source page (resources beside it in "src") into a fresh page.
 class HtmlProcess : public ::testing::Test {
  protected:
-  HtmlProcess() {
-    WriteFile(dtd_, kXhtml1StrictDtd[0]);
-    kavtest::MakeDirs(src_);
-  }
+  HtmlProcess() { WriteFile(dtd_, kXhtml1StrictDtd[0]); }
   ~HtmlProcess() override { xmlFreeDoc(saved_); }
 
   int CleanBody(const std::string& body) {
-    return CleanSource("<html><head><title>S</title></head><body>" + body + "</body></html>");
-  }
-  int CleanSource(const std::string& html) {
-    WriteFile(src_ + "/page.html", html);
+    Put(src_ + "/page.html", "<html><head><title>S</title></head><body>" + body + "</body></html>");
     return CleanFile(src_ + "/page.html", dtd_);
   }
   int CleanFile(const std::string& path, const std::string& dtd) {
@@ -67,8 +55,7 @@ class HtmlProcess : public ::testing::Test {
     EXPECT_CODE(KAV_OK, page_->Init());
     return page_->HtmlProcess(path.c_str(), src_.c_str(), "Title", dtd.c_str());
   }
-  // The body of what SaveFile wrote, parsed back as XML, marked when the
-  // page is not valid against the DTD.
+  // The body SaveFile wrote, parsed back, marked when the page is not valid against the DTD.
   std::string SavedBody() {
     std::string path = dir_ / "saved.html";
     EXPECT_CODE(KAV_OK, page_->SaveFile(path.c_str()));
@@ -84,21 +71,15 @@ class HtmlProcess : public ::testing::Test {
     xmlFreeDtd(dtd);
     return InnerXml(ChildNamed(xmlDocGetRootElement(saved_), "body")) + (valid ? "" : " (invalid)");
   }
-  // The local files the page refers to, in the order they are handed out.
   Strings ExternSources() {
     Strings sources;
-    while (char* source = page_->GetXhtmlExternSource()) {
+    for (char* source; (source = page_->GetXhtmlExternSource()) != nullptr; free(source))
       sources.push_back(source);
-      free(source);
-    }
     return sources;
   }
-  void MakeSourceFiles(const Strings& relatives) {
-    for (const std::string& relative : relatives) {
-      std::string path = src_ + "/" + relative;
-      kavtest::MakeDirs(path.substr(0, path.rfind('/')));
-      WriteFile(path, "data");
-    }
+  static void Put(const std::string& path, const std::string& content = "data") {
+    kavtest::MakeDirs(path.substr(0, path.rfind('/')));
+    WriteFile(path, content);
   }
 
   kavtest::TempDir dir_;
@@ -111,58 +92,56 @@ int g_reports = 0;
 void CountGeneric(void*, const char*, ...) { ++g_reports; }
 void CountStructured(void*, xmlError*) { ++g_reports; }
 
-// Failures print nothing, and the host's libxml2 handlers neither hear the
-// clean-up nor take the validity errors away from the repairs (through them
-// bdo gets its required dir, and is emptied). A DTD path with a blank is read
-// as a URI.
+// Failures print nothing; the host's libxml2 handlers neither hear the clean-up nor take
+// the validity errors from the repairs (bdo gets its dir through them, and is emptied).
+// A DTD path with a blank is read as a URI.
 TEST_F(HtmlProcess, ResultCodesQuietlyAndHostHandlersKept) {
   int marker = 0;
   xmlSetGenericErrorFunc(&marker, CountGeneric);
   xmlSetStructuredErrorFunc(&marker, CountStructured);
   ::testing::internal::CaptureStderr();
-  XMLBase uninitialised;
-  EXPECT_CODE(KAV_ERR_NO_DOCUMENT, uninitialised.HtmlProcess("p.html", ".", "T", dtd_.c_str()));
-  EXPECT_CODE(KAV_ERR_OPEN, CleanFile(src_ + "/absent.html", dtd_));
-  EXPECT_CODE(KAV_ERR_OPEN, CleanFile("", dtd_));
-  EXPECT_CODE(KAV_ERR_NO_ELEMENT, CleanSource("<html><head><title>t</title></head></html>"));
-  WriteFile(src_ + "/page.html", "<p>a<font>b</font><bdo>z</bdo></p>");
-  WriteFile(dir_ / "broken.dtd", "<!ELEMENT html (head, body)><!ATTLIST");
-  kavtest::MakeDirs(dir_ / "my dir");
-  WriteFile(dir_ / "my dir/strict.dtd", kXhtml1StrictDtd[0]);
-  EXPECT_CODE(KAV_ERR_MISSING, CleanFile(src_ + "/page.html", dir_ / "absent.dtd"));
-  EXPECT_CODE(KAV_ERR_MISSING, CleanFile(src_ + "/page.html", dir_ / "broken.dtd"));
-  ASSERT_CODE(KAV_OK, CleanFile(src_ + "/page.html", dir_ / "my dir/strict.dtd"));
+  const std::string page = src_ + "/p.html";
+  Put(page, "<p>a<font>b</font><bdo>z</bdo></p>");
+  Put(src_ + "/nobody.html", "<html><head><title>t</title></head></html>");
+  Put(dir_ / "broken.dtd", "<!ELEMENT html (head, body)><!ATTLIST");
+  Put(dir_ / "my dir/strict.dtd", kXhtml1StrictDtd[0]);
+  EXPECT_EQ((Codes{KAV_ERR_NO_DOCUMENT, KAV_ERR_OPEN, KAV_ERR_OPEN, KAV_ERR_NO_ELEMENT,
+                   KAV_ERR_MISSING, KAV_ERR_MISSING}),
+            (Codes{XMLBase().HtmlProcess("p.html", ".", "T", dtd_.c_str()),
+                   CleanFile(src_ + "/absent.html", dtd_), CleanFile("", dtd_),
+                   CleanFile(src_ + "/nobody.html", dtd_), CleanFile(page, dir_ / "absent.dtd"),
+                   CleanFile(page, dir_ / "broken.dtd")}));
+  ASSERT_CODE(KAV_OK, CleanFile(page, dir_ / "my dir/strict.dtd"));
   EXPECT_EQ("", ::testing::internal::GetCapturedStderr());
   EXPECT_EQ(0, g_reports);
   EXPECT_EQ("<p>a<span>b</span><bdo dir=\"ltr\"/></p>", SavedBody());
-  EXPECT_EQ(nullptr, page_->State());
+  EXPECT_EQ(nullptr, page_->repairState);
   EXPECT_TRUE(xmlGenericError == CountGeneric && xmlGenericErrorContext == &marker);
   EXPECT_TRUE(xmlStructuredError == CountStructured && xmlStructuredErrorContext == &marker);
   xmlSetGenericErrorFunc(nullptr, nullptr);
   xmlSetStructuredErrorFunc(nullptr, nullptr);
 }
 
-// Local files are handed out decoded and newest first, the style sheet
-// (linked only when it lies beside the source) before the body's files.
+// Local files come decoded, newest first; the style sheet is linked only beside the source.
 TEST_F(HtmlProcess, HeadLinksTheStyleSheetBesideTheSourceAndLocalFilesAreListed) {
   ASSERT_CODE(KAV_OK, CleanBody("<p>x</p>"));
   EXPECT_EQ("<p>x</p>", SavedBody());
   xmlNode* html = xmlDocGetRootElement(saved_);
   EXPECT_STREQ("http://www.w3.org/1999/xhtml", reinterpret_cast<const char*>(html->ns->href));
   EXPECT_EQ("<title>Title</title>", InnerXml(ChildNamed(html, "head")));
-
-  MakeSourceFiles({"main.css", "a.png", "c/d e.html"});
+  for (const char* file : {"main.css", "a.png", "c/d e.html"}) Put(src_ + "/" + file);
   ASSERT_CODE(KAV_OK,
               CleanBody("<p><img src=\"a.png\" alt=\"\"/><a href=\"c/d%20e.html\">d</a></p>"));
   EXPECT_EQ("<title>Title</title><link rel=\"stylesheet\" type=\"text/css\" href=\"main.css\"/>",
-            InnerXml(ChildNamed(xmlDocGetRootElement(page_->Doc()), "head")));
+            InnerXml(ChildNamed(xmlDocGetRootElement(page_->doc), "head")));
   EXPECT_EQ((Strings{"c/d e.html", "a.png", "main.css"}), ExternSources());
   EXPECT_EQ(nullptr, page_->GetXhtmlExternSource());
 }
 
 // Each source body cleans to the saved body beside it, valid unless marked.
 TEST_F(HtmlProcess, RepairsGiveValidPagesExceptForTheDeliberateQuirks) {
-  MakeSourceFiles({"pic.bmp", "pic.PNG", "images/My Pic.png", "i.gif", "y.html"});
+  for (const char* file : {"pic.bmp", "pic.PNG", "images/My Pic.png", "i.gif", "y.html"})
+    Put(src_ + "/" + file);
   const char* const cases[][2] = {
       // Loose content is wrapped; fragment links need a registered id (the
       // font in the list is dropped before its id is ever registered).
@@ -174,8 +153,7 @@ TEST_F(HtmlProcess, RepairsGiveValidPagesExceptForTheDeliberateQuirks) {
        "#0000ff;\">3</span></span></div>"},
       {"<p>a<font color=\"red\">b</font></p>", "<p>a<span>b</span></p>"},
       {"<div>a<script>e()</script><!-- note -->b</div>", "<div>ab</div>"},
-      // The paragraph is validated before its children are walked: its
-      // invalid style child is renamed first, and only its content goes.
+      // The paragraph is validated before its children: its style child is renamed, then emptied.
       {"<p>x<style>p{}</style></p>", "<p>x<span/></p>"},
       {"<blockquote cite=\"u\" class=\"q\"><p>q</p></blockquote>", "<div><p>q</p></div>"},
       {"<div style=\"color:red\" class=\"k\">d</div>", "<div class=\"k\">d</div>"},
@@ -198,10 +176,9 @@ TEST_F(HtmlProcess, RepairsGiveValidPagesExceptForTheDeliberateQuirks) {
        "<p class=\"c\">x</p>"},
       {"<p width=\"3\" dir=\"up\">x</p>", "<p dir=\"ltr\">x</p>"},
       {"<pre xml:space=\"bogus\">x</pre>", "<pre xml:space=\"preserve\">x</pre>"},
-      // Deliberate quirks leave invalid pages: "tml" passes as part of "html";
-      // a map without id gets an attribute named after itself, and is emptied
-      // (after its children were queued: the sanitizer build checks each is
-      // freed once).
+      // Deliberate quirks leave invalid pages: "tml" passes as part of "html"; a map without
+      // id gets an attribute named after itself, and is emptied after its children were
+      // queued (the sanitizer build checks each is freed once).
       {"<tml>x</tml><font>y</font>", "<div><tml>x</tml></div><div><span>y</span></div> (invalid)"},
       {"<div><map name=\"m\"><p>x</p></map></div>", "<div><map/></div> (invalid)"},
       {"<div><map id=\"\"><p><script>x()</script><a href=\"#no\">a</a></p><center>c</center>"
@@ -214,9 +191,8 @@ TEST_F(HtmlProcess, RepairsGiveValidPagesExceptForTheDeliberateQuirks) {
   // An anchor with text inside a list keeps the text under an empty name.
   ASSERT_CODE(KAV_OK, CleanBody("<ul><li>i</li><a href=\"#x\" class=\"c\">t</a></ul>"));
   xmlNode* renamed =
-      ChildNamed(ChildNamed(ChildNamed(xmlDocGetRootElement(page_->Doc()), "body"), "ul"), "");
-  ASSERT_NE(nullptr, renamed);
-  EXPECT_EQ(nullptr, renamed->properties);
+      ChildNamed(ChildNamed(ChildNamed(xmlDocGetRootElement(page_->doc), "body"), "ul"), "");
+  EXPECT_TRUE(renamed != nullptr && renamed->properties == nullptr);
   EXPECT_EQ("t", InnerXml(renamed));
 }
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "service/kav_result.h"
@@ -12,20 +13,15 @@ namespace {
 
 using ::testing::Each;
 using Lines = std::vector<std::string>;
-// The codes of calls made in order (a braced list is evaluated in order).
-using Codes = std::vector<long long>;
+using Codes = std::vector<long long>;  // braced lists evaluate in order
 const char kDecl[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
 
-// An XMLBase over a document parsed from XML text, its root the start of
-// path lookups.
-class ParsedXml : public XMLBase {
- public:
+struct ParsedXml : XMLBase {
   explicit ParsedXml(const std::string& xml) {
     doc = xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, 0);
     root = xmlDocGetRootElement(doc);
   }
-  xmlNode* Root() const { return root; }
-  xmlDoc* Doc() const { return doc; }
+  using XMLBase::doc, XMLBase::root;
 };
 
 // The id attribute of node: "none" without one, "null" for no node.
@@ -42,19 +38,16 @@ Lines SavedLines(XMLBase& doc) {
   return kavtest::Lines(kavtest::ReadFile(dir / "doc.xml"));
 }
 
-// Attribute records cut names and values at 255 bytes, never inside a
-// character; a null value is empty.
+// Attribute records cut names and values at 255 bytes, never inside a character; null is empty.
 TEST(XmlBase, PageIsSavedUnformattedWithDoctypeAttributesInChainOrderAndEntitiesRead) {
   XMLAttrInfo lang{}, xmlns{}, cut{}, empty{};
   SetAttrInfo(&xmlns, "xmlns", "http://www.w3.org/1999/xhtml", SetAttrInfo(&lang, "lang", "en", 0));
   const std::string name(300, 'n'), value = std::string(254, 'v') + "\xC3\xA9" + "w";
-  EXPECT_EQ(&cut, SetAttrInfo(&cut, name.c_str(), value.c_str(), &empty));
-  SetAttrInfo(&empty, "b", nullptr, nullptr);
+  SetAttrInfo(&cut, name.c_str(), value.c_str(), SetAttrInfo(&empty, "b", nullptr, nullptr));
   XMLBase page;
-  ASSERT_CODE(KAV_OK, page.Init());
   EXPECT_THAT(
-      (Codes{page.AddXMLNode(nullptr, "html", &xmlns), page.AddXMLNode("html", "head", &cut),
-             page.AddXMLNode("head", "title", nullptr),
+      (Codes{page.Init(), page.AddXMLNode(nullptr, "html", &xmlns),
+             page.AddXMLNode("html", "head", &cut), page.AddXMLNode("head", "title", nullptr),
              page.AddTextToNode("title", "A &amp; B <c>")}),
       Each(KAV_OK));
   EXPECT_EQ((Lines{kDecl,
@@ -67,16 +60,16 @@ TEST(XmlBase, PageIsSavedUnformattedWithDoctypeAttributesInChainOrderAndEntities
             SavedLines(page));
 }
 
-// A new document or a new root replaces the old.
+// InitForOpf starts a fresh document without doctype; a new root replaces the old.
 TEST(XmlBase, FailuresReturnTheirCodesQuietlyAndNewDocumentsReplaceTheOld) {
   kavtest::TempDir dir;
   XMLBase empty, doc;
-  EXPECT_CODE(KAV_ERR_NO_DOCUMENT, empty.SaveFile((dir / "a.xml").c_str()));
-  EXPECT_CODE(KAV_ERR_NO_DOCUMENT, empty.AddXMLNode(nullptr, "root", nullptr));
-  ASSERT_CODE(KAV_OK, doc.Init());
-  ASSERT_CODE(KAV_OK, doc.AddXMLNode(nullptr, "gone", nullptr));
-  ASSERT_CODE(KAV_OK, doc.InitForOpf());  // a fresh document without doctype
-  ASSERT_CODE(KAV_OK, doc.AddXMLNode(nullptr, "root", nullptr));
+  EXPECT_THAT(
+      (Codes{empty.SaveFile((dir / "a.xml").c_str()), empty.AddXMLNode(nullptr, "root", nullptr)}),
+      Each(KAV_ERR_NO_DOCUMENT));
+  ASSERT_THAT((Codes{doc.Init(), doc.AddXMLNode(nullptr, "gone", nullptr), doc.InitForOpf(),
+                     doc.AddXMLNode(nullptr, "root", nullptr)}),
+              Each(KAV_OK));
   testing::internal::CaptureStderr();
   EXPECT_THAT((Codes{doc.SaveFile(""), doc.AddXMLNode("root", "", nullptr),
                      doc.AddTextToNode("", "t"), doc.SetNodeAttribute(nullptr, "a", "v")}),
@@ -99,22 +92,21 @@ TEST(XmlBase, TreeUtilitiesRemoveCommentsAndNodesBuildAHeadAndFindNodeSets) {
   ParsedXml xml(
       "<r><!--a--><x><![CDATA[c]]><y id='y'><!--b-->t<![CDATA[d]]></y></x><comment><!--k-->"
       "<![CDATA[k]]></comment><!--z--><y id='y2'/></r>");
-  EXPECT_CODE(KAV_OK, xml.DelCommentNode(xml.Root()));
-  EXPECT_EQ("y2", Id(xml.FindLastNode(xml.Root(), "y")));
-  EXPECT_CODE(KAV_OK, xml.DelNode(xml.Root()->last));  // the node found last
-  EXPECT_EQ("y", Id(xml.FindLastNode(xml.Root(), "y")));
-  xmlAddChild(xml.Root(), XMLBase::GenerateHeadNode("T &amp; U"));
+  EXPECT_CODE(KAV_OK, xml.DelCommentNode(xml.root));
+  EXPECT_EQ("y2", Id(xml.FindLastNode(xml.root, "y")));
+  EXPECT_CODE(KAV_OK, xml.DelNode(xml.root->last));  // the node found last
+  EXPECT_EQ("y", Id(xml.FindLastNode(xml.root, "y")));
+  xmlAddChild(xml.root, XMLBase::GenerateHeadNode("T &amp; U"));
   EXPECT_EQ(
       "<r><x><y id=\"y\">t</y></x><comment><!--k--><![CDATA[k]]></comment><head><title>T "
       "&amp; U</title><link rel=\"stylesheet\" type=\"text/css\" href=\"main.css\"/></head></r>",
       SavedLines(xml).at(1));
-  xmlXPathObject* found = XMLBase::GetNodeSet(xml.Doc(), BAD_CAST "//y|//link");
-  ASSERT_NE(nullptr, found);
-  EXPECT_EQ(2, found->nodesetval->nodeNr);
+  xmlXPathObject* found = XMLBase::GetNodeSet(xml.doc, BAD_CAST "//y|//link");
+  EXPECT_EQ(2, found != nullptr ? found->nodesetval->nodeNr : -1);
   xmlXPathFreeObject(found);
   testing::internal::CaptureStderr();
-  EXPECT_EQ(nullptr, XMLBase::GetNodeSet(xml.Doc(), BAD_CAST "//nope"));
-  EXPECT_EQ(nullptr, XMLBase::GetNodeSet(xml.Doc(), BAD_CAST "//["));
+  EXPECT_EQ(nullptr, XMLBase::GetNodeSet(xml.doc, BAD_CAST "//nope"));
+  EXPECT_EQ(nullptr, XMLBase::GetNodeSet(xml.doc, BAD_CAST "//["));
   EXPECT_EQ("", testing::internal::GetCapturedStderr());
 }
 
@@ -132,20 +124,19 @@ TEST(NodePath, FindNodeCountsOccurrencesAmongTheStartAndItsFollowingSiblings) {
       {"tr-", "null"}, {"tr-99999999999999999999", "null"}, {"tr-4294967297", "null"}};
   // clang-format on
   ParsedXml xml(kTable);
-  for (const auto& c : cases) EXPECT_EQ(c[1], Id(xml.FindNode(xml.Root(), c[0]))) << c[0];
+  for (const auto& c : cases) EXPECT_EQ(c[1], Id(xml.FindNode(xml.root, c[0]))) << c[0];
   EXPECT_EQ(nullptr, xml.FindNode(nullptr, "tr"));
   // Through the lookup rule only an indexed path takes the first match.
   EXPECT_CODE(KAV_OK, xml.SetNodeAttribute("tr", "id", "newest"));
   EXPECT_CODE(KAV_OK, xml.SetNodeAttribute("tr-1", "id", "first"));
-  EXPECT_EQ("newest", Id(xml.FindNode(xml.Root(), "tr-3")));
-  EXPECT_EQ("first", Id(xml.FindNode(xml.Root(), "tr")));
-  // A missing occurrence among many siblings is found missing in one pass:
-  // a pass per combination of siblings would never end.
+  EXPECT_EQ("newest", Id(xml.FindNode(xml.root, "tr-3")));
+  EXPECT_EQ("first", Id(xml.FindNode(xml.root, "tr")));
+  // Found missing in one pass: a pass per combination of siblings would never end.
   std::string rows;
   for (int i = 1; i <= 60; ++i) rows += "<tr id='r" + std::to_string(i) + "'><td/><td/></tr>";
   ParsedXml many("<table>" + rows + "</table>");
-  EXPECT_EQ("null", Id(many.FindNode(many.Root(), "tr-61")));
-  EXPECT_EQ("null", Id(many.FindNode(many.Root(), "tr-30/td-3")));
+  EXPECT_EQ("null", Id(many.FindNode(many.root, "tr-61")));
+  EXPECT_EQ("null", Id(many.FindNode(many.root, "tr-30/td-3")));
 }
 
 TEST(NodePath, FindLastNodeTakesTheNewestMatchOrAShortcutFromTheLastFound) {
@@ -154,23 +145,22 @@ TEST(NodePath, FindLastNodeTakesTheNewestMatchOrAShortcutFromTheLastFound) {
                                   {"nope", "null"}};
   for (const auto& c : cases) {
     ParsedXml fresh(kTable);  // no earlier answer to start from
-    EXPECT_EQ(c[1], Id(fresh.FindLastNode(fresh.Root(), c[0]))) << c[0];
+    EXPECT_EQ(c[1], Id(fresh.FindLastNode(fresh.root, c[0]))) << c[0];
   }
   ParsedXml xml(kTable);
-  xmlNode* div = xml.FindNode(xml.Root(), "div");
-  EXPECT_EQ("c2a", Id(xml.FindLastNode(xml.FindNode(xml.Root(), "tr-2/td"), "td")));
-  EXPECT_EQ("c2b", Id(xml.FindLastNode(xml.Root(), "td")));  // next sibling, not the newest
-  EXPECT_EQ("c2b", Id(xml.FindLastNode(xml.Root(), "td")));  // itself
-  EXPECT_EQ("r2", Id(xml.FindLastNode(xml.Root(), "tr")));   // its parent
-  EXPECT_EQ("r3", Id(xml.FindLastNode(div, "tr")));          // outside the subtree of div
-  EXPECT_EQ("p1", Id(xml.FindLastNode(div, "p")));           // no shortcut fits
+  xmlNode* div = xml.FindNode(xml.root, "div");
+  EXPECT_EQ("c2a", Id(xml.FindLastNode(xml.FindNode(xml.root, "tr-2/td"), "td")));
+  EXPECT_EQ("c2b", Id(xml.FindLastNode(xml.root, "td")));  // next sibling, not the newest
+  EXPECT_EQ("c2b", Id(xml.FindLastNode(xml.root, "td")));  // itself
+  EXPECT_EQ("r2", Id(xml.FindLastNode(xml.root, "tr")));   // its parent
+  EXPECT_EQ("r3", Id(xml.FindLastNode(div, "tr")));        // outside the subtree of div
+  EXPECT_EQ("p1", Id(xml.FindLastNode(div, "p")));         // no shortcut fits
   // A next sibling of another name sends the search from the start at once.
-  EXPECT_EQ("p2", Id(xml.FindLastNode(xml.Root(), "p")));
+  EXPECT_EQ("p2", Id(xml.FindLastNode(xml.root, "p")));
 }
 
-// Escapes of unreserved characters stay; replacement works from the end,
-// never rescans inserted text, and takes a length of its own (negative: to
-// the end; zero: an insertion); a null replacement removes.
+// Escapes of unreserved characters stay. Replacement works from the end, never rescans
+// inserted text, takes a length (negative: to the end); a null replacement removes.
 TEST(TextEscaping, PercentEncodingAndReplaceString) {
   std::string text = "My%20File%2Ehtml%2f%5B%2520%C3%A9";
   EXPECT_EQ("My File%2Ehtml/[%2520%C3%A9", XMLBase::PercentEncoding(text));
@@ -189,11 +179,8 @@ TEST(TextEscaping, PercentEncodingAndReplaceString) {
 TEST(MobiHtmlLinks, ReferencesAreRewrittenInPlace) {
   const std::string cover = "<html><body><image src=\"c\"/><p><image src=\"d\"/></p></body></html>";
   const std::string page = "<html><body><p>a</p></body></html>";
-  struct {
-    std::string html;
-    std::vector<std::string> images;
-    std::string expected;  // the element tree, the third line of the file
-  } const cases[] = {
+  // The page, its images, and the element tree (the third line of the file).
+  const std::tuple<std::string, Lines, std::string> cases[] = {
       {"<html><body><p><img recindex=\"1\" alt=\"x\"><img recindex=\"00001\"><img recindex=\"2\">"
        "<img recindex=\"-1\"><img src=\"k.png\" alt=\"k\"><img recindex=\"abc\"></p></body></html>",
        {"a.png", "b.png"},
@@ -204,17 +191,17 @@ TEST(MobiHtmlLinks, ReferencesAreRewrittenInPlace) {
       {page + "<html><body><p>b</p></body></html><html><p>c</p></html>", {"x.png"}, page}};
   kavtest::TempDir dir;
   const std::string path = dir / "page.html";
-  for (const auto& c : cases) {
-    kavtest::WriteFile(path, c.html);
-    std::vector<std::string> images = c.images;
+  for (const auto& [html, given, expected] : cases) {
+    kavtest::WriteFile(path, html);
+    Lines images = given;
     EXPECT_CODE(KAV_OK, XMLBase::MobiHtmlProcess(path.c_str(), "UTF-8", images));
-    EXPECT_EQ(c.images, images);
+    EXPECT_EQ(given, images);
     const auto lines = kavtest::Lines(kavtest::ReadFile(path));
-    EXPECT_EQ(c.expected, lines.size() > 2 ? lines[2] : "") << c.html;
+    EXPECT_EQ(expected, lines.size() > 2 ? lines[2] : "") << html;
   }
   const std::string html = "<html>\n<body><img recindex=\"1\"></body></html>\n";
   kavtest::WriteFile(path, html);
-  std::vector<std::string> none, images = {"a.png", "b.png"};
+  Lines none, images = {"a.png", "b.png"};
   testing::internal::CaptureStderr();
   EXPECT_CODE(KAV_OK, XMLBase::MobiHtmlProcess(path.c_str(), "UTF-8", none));
   EXPECT_CODE(KAV_ERR_MOBI_HTML_SAVE, XMLBase::MobiHtmlProcess(path.c_str(), "no-such", images));

@@ -19,14 +19,12 @@ class PackBookTest : public ::testing::Test {
  protected:
   // A small book; the symbolic links point outside it and must not be packed.
   void SetUp() override {
-    kavtest::MakeDirs(book + "/META-INF");
-    kavtest::MakeDirs(book + "/OEBPS/images/sub");
-    kavtest::MakeDirs(out);
+    for (const std::string& dir : {book + "/META-INF", book + "/OEBPS/images/sub", out})
+      kavtest::MakeDirs(dir);
     kavtest::WriteFile(book + "/mimetype", "application/epub+zip");
     kavtest::WriteFile(book + "/META-INF/container.xml", "<container/>\n");
-    for (const char* name : {"page-10.html", "page-2.html", "images-a.css", "images/sub/x.png"}) {
+    for (const char* name : {"page-10.html", "page-2.html", "images-a.css", "images/sub/x.png"})
       kavtest::WriteFile(book + "/OEBPS/" + name, std::string(name) + std::string(300, 'q'));
-    }
     kavtest::WriteFile(tmp / "secret", "outside");
     ASSERT_EQ(0, symlink((tmp / "secret").c_str(), (book + "/OEBPS/link").c_str()));
     ASSERT_EQ(0, symlink(tmp.path().c_str(), (book + "/OEBPS/dirlink").c_str()));
@@ -35,9 +33,8 @@ class PackBookTest : public ::testing::Test {
   std::string book = tmp / "book", out = tmp / "out", epub = tmp / "out/b.epub";
 };
 
-// A megabyte of noise outgrows the writer's buffer once deflated, so its
-// header is rewritten after the data has gone to the file; the empty and the
-// read-only file keep their Unix modes, read-only ones with the DOS bit too.
+// A megabyte of noise outgrows the writer's buffer once deflated, so its header is rewritten
+// after its data; the empty and read-only files keep Unix modes, read-only ones the DOS bit too.
 TEST_F(PackBookTest, ReplacesOutputWithStoredMimetypeFirstThenSortedDeflatedCopies) {
   std::mt19937 random(12345);
   std::string noise(1 << 20, '\0');
@@ -48,9 +45,8 @@ TEST_F(PackBookTest, ReplacesOutputWithStoredMimetypeFirstThenSortedDeflatedCopi
   ASSERT_EQ(0, chmod((book + "/OEBPS/fixed.css").c_str(), 0444));
   kavtest::WriteFile(epub, "an older book");
   const mode_t oldMask = umask(022);
-  const int code = Kav_CreateEpubFromDir(book.c_str(), epub.c_str());
+  ASSERT_CODE(0, Kav_CreateEpubFromDir(book.c_str(), epub.c_str()));
   umask(oldMask);
-  ASSERT_CODE(0, code);
   // clang-format off
   const Strings order = {"mimetype", "META-INF/container.xml", "OEBPS/empty.html",
       "OEBPS/fixed.css", "OEBPS/images-a.css", "OEBPS/images/noise.bin", "OEBPS/images/sub/x.png",
@@ -72,10 +68,9 @@ TEST_F(PackBookTest, ReplacesOutputWithStoredMimetypeFirstThenSortedDeflatedCopi
   EXPECT_EQ(Strings{"b.epub"}, kavtest::ListFiles(out)) << "temporary left";
   zip_t* archive = zip_open(epub.c_str(), ZIP_RDONLY, nullptr);
   ASSERT_NE(nullptr, archive);
+  const zip_uint32_t file = (S_IFREG | 0644u) << 16, readOnly = ((S_IFREG | 0444u) << 16) | 1u;
   const std::pair<const char*, zip_uint32_t> modes[] = {
-      {"OEBPS/images/noise.bin", (S_IFREG | 0644u) << 16},
-      {"OEBPS/empty.html", (S_IFREG | 0644u) << 16},
-      {"OEBPS/fixed.css", ((S_IFREG | 0444u) << 16) | 1u}};
+      {"OEBPS/images/noise.bin", file}, {"OEBPS/empty.html", file}, {"OEBPS/fixed.css", readOnly}};
   for (const auto& [name, attributes] : modes) {
     zip_uint8_t system = 0;
     zip_uint32_t got = 0;
@@ -86,16 +81,14 @@ TEST_F(PackBookTest, ReplacesOutputWithStoredMimetypeFirstThenSortedDeflatedCopi
   zip_discard(archive);
 }
 
-// A write failing halfway (a full disk) is the fault tests' concern.
 TEST_F(PackBookTest, FailuresGiveTheirCodeKeepEarlierOutputAndLeaveNoTemporary) {
-  kavtest::MakeDirs(tmp / "nomime/OEBPS");
+  for (const std::string& dir :
+       {tmp / "nomime/OEBPS", tmp / "mimedir/mimetype", out + "/d.epub/keep", tmp / "ro"})
+    kavtest::MakeDirs(dir);
   kavtest::WriteFile(tmp / "nomime/OEBPS/p.html", "p");
-  kavtest::MakeDirs(tmp / "mimedir/mimetype");
   // Only a regular file is replaced: not a directory, nor a FIFO (or a device).
-  kavtest::MakeDirs(out + "/d.epub/keep");
   mkfifo((out + "/f.epub").c_str(), 0644);
   // A read-only directory stops everyone but root; root cannot create files in /proc.
-  kavtest::MakeDirs(tmp / "ro");
   chmod((tmp / "ro").c_str(), 0555);
   const std::string readOnly = geteuid() == 0 ? "/proc/b.epub" : tmp / "ro/b.epub";
   kavtest::WriteFile(epub, "an older book");

@@ -5,12 +5,12 @@
 #include <unistd.h>
 
 #include <string>
+#include <tuple>
 
 #include "support/test_support.h"
 
 namespace {
 
-// A string the tool library handed out, released with free().
 std::string Take(char* text) {
   std::string copy = text == nullptr ? "(null)" : text;
   free(text);
@@ -24,22 +24,19 @@ std::string LocalStamp(time_t at) {
   return text;
 }
 
-// Links count as existing even when dangling; only what resolves to a
-// regular file is a file.
+// Links count as existing even when dangling; only what resolves to a regular file is a file.
 TEST(KavTool, NullOrEmptyAndExistenceQueries) {
   kavtest::TempDir tmp;
   kavtest::WriteFile(tmp / "file", "x");
   symlink("file", (tmp / "filelink").c_str());
   symlink(tmp.path().c_str(), (tmp / "dirlink").c_str());
   symlink("gone", (tmp / "dangling").c_str());
-  const struct {
-    const char* name;
-    int exists, isFile;
-  } rows[] = {{"file", 1, 1},     {".", 1, 0},       {"missing", 0, 0},
-              {"filelink", 1, 1}, {"dirlink", 1, 0}, {"dangling", 1, 0}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(row.exists, !!KavIsFileOrDirExists((tmp / row.name).c_str())) << row.name;
-    EXPECT_EQ(row.isFile, !!KavIsFileExists((tmp / row.name).c_str())) << row.name;
+  const std::tuple<const char*, bool, bool> rows[] = {{"file", 1, 1},    {".", 1, 0},
+                                                      {"missing", 0, 0}, {"filelink", 1, 1},
+                                                      {"dirlink", 1, 0}, {"dangling", 1, 0}};
+  for (const auto& [name, exists, isFile] : rows) {
+    EXPECT_EQ(exists, !!KavIsFileOrDirExists((tmp / name).c_str())) << name;
+    EXPECT_EQ(isFile, !!KavIsFileExists((tmp / name).c_str())) << name;
   }
   EXPECT_FALSE(KavIsFileOrDirExists(nullptr) || KavIsFileOrDirExists("") ||
                KavIsFileExists(nullptr) || KavIsFileExists(""));
@@ -63,22 +60,19 @@ TEST(KavTool, DeleteDirRemovesTreeButNeverFollowsLinksOut) {
   symlink(outside.c_str(), (tree + "/a/to_dir").c_str());
   symlink((outside + "/inner/kept.txt").c_str(), (tree + "/to_file").c_str());
   symlink(outside.c_str(), (tmp / "top_link").c_str());
-  EXPECT_EQ(0, KavDeleteDir(tree.c_str()));
-  EXPECT_EQ(0, KavDeleteDir((tmp / "top_link/").c_str()));
+  EXPECT_TRUE(KavDeleteDir(tree.c_str()) == 0 && KavDeleteDir((tmp / "top_link/").c_str()) == 0);
   EXPECT_FALSE(kavtest::Exists(tree) || kavtest::Exists(tmp / "top_link"));
   EXPECT_EQ("kept", kavtest::ReadFile(outside + "/inner/kept.txt"));
-  EXPECT_NE(0, KavDeleteDir(tree.c_str()));
-  EXPECT_NE(0, KavDeleteDir(nullptr));
+  EXPECT_TRUE(KavDeleteDir(tree.c_str()) != 0 && KavDeleteDir(nullptr) != 0);
 }
 
-// SOURCE_DATE_EPOCH stands in for the clock, read in UTC; nine hours east
-// of UTC a local reading would differ. The stamp needs its terminating zero
-// within the size.
+// SOURCE_DATE_EPOCH is read in UTC (nine hours east a local reading would
+// differ). The stamp needs its terminating zero within the size.
 TEST(KavTool, TimeStampsComeFromSourceDateEpochInUtcElseTheLocalClock) {
   kavtest::ScopedEnv zone("TZ", "UTC-9");
-  // The last two: more than a time_t holds, and more than a calendar year.
+  // Null: the local clock. The last two overflow a time_t and a calendar year.
   // clang-format off
-  const char* const rows[][2] = {  // null: the local clock
+  const char* const rows[][2] = {
       {"1700000000", "20231114221320"}, {"0", "19700101000000"},
       {"000000001700000000", "20231114221320"}, {nullptr, nullptr}, {"", nullptr}, {"-1", nullptr},
       {" 1700000000", nullptr}, {"1700000000.5", nullptr}, {"17e8", nullptr},

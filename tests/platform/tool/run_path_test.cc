@@ -1,6 +1,3 @@
-#include <stdio.h>
-#include <sys/wait.h>
-
 #include <string>
 
 #include "support/test_support.h"
@@ -8,16 +5,11 @@
 namespace {
 
 // Runs the probe on library from dir with an empty environment (so no
-// LD_LIBRARY_PATH): its exit status, with what it wrote to stderr in errors.
+// LD_LIBRARY_PATH): its exit status, with what it wrote in errors.
 int RunProbe(const std::string& dir, const std::string& library, std::string* errors) {
-  const std::string command =
-      "cd '" + dir + "' && env -i '" KAV_DLOPEN_PROBE "' '" + library + "' CreateEpubService 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return -1;
-  char buffer[512];
-  for (size_t got; (got = fread(buffer, 1, sizeof(buffer), pipe)) > 0;) errors->append(buffer, got);
-  const int status = pclose(pipe);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return kavtest::RunCommand(
+      "cd '" + dir + "' && env -i '" KAV_DLOPEN_PROBE "' '" + library + "' CreateEpubService",
+      errors);
 }
 
 // The same library copied away from its companions fails to load, so its
