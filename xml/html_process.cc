@@ -14,6 +14,7 @@
 
 #include "platform/tool/kav_tool.h"
 #include "service/kav_result.h"
+#include "xml/dtd_cache.h"
 #include "xml/id_index.h"
 #include "xml/repair_nodes.h"
 #include "xml/tree_depth.h"
@@ -179,14 +180,11 @@ int XMLBase::HtmlProcess(const char* htmlPath, const char* baseDir, const char* 
   std::string dtdUri = dtdPath != nullptr ? dtdPath : "";
   ReplaceString(dtdUri, " ", 1, "%20");
   kav_xml::XmlString uri(dtdUri.c_str());
-  xmlDtd* dtd = xmlParseDTD(nullptr, uri.get());
+  xmlDtd* dtd = kav_xml::CachedDtd(dtdPath != nullptr ? dtdPath : "", uri.get());
   if (dtd == nullptr) return KAV_ERR_MISSING;
 
   xmlValidCtxt* context = xmlNewValidCtxt();
-  if (context == nullptr) {
-    xmlFreeDtd(dtd);
-    return KAV_ERR_VALID_CTXT;
-  }
+  if (context == nullptr) return KAV_ERR_VALID_CTXT;
   auto* state = new TRepairState();
   // This thread's last-error record (__xmlLastError()). libxml2 2.9 copies
   // each validity error into it before calling the context's handler, so
@@ -203,7 +201,6 @@ int XMLBase::HtmlProcess(const char* htmlPath, const char* baseDir, const char* 
 
   xhtmlValidateDtd(context, doc, dtd);
   xmlFreeValidCtxt(context);
-  xmlFreeDtd(dtd);
 
   std::unordered_set<xmlNode*> gone = DeletePending(state->pending);
 

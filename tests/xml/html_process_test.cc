@@ -196,4 +196,21 @@ TEST_F(HtmlProcess, RepairsGiveValidPagesExceptForTheDeliberateQuirks) {
   EXPECT_EQ("t", InnerXml(renamed));
 }
 
+// Every page of an import is cleaned against the same DTD file, which is
+// read again once it has changed or gone.
+TEST_F(HtmlProcess, DtdFileChangedBetweenPagesIsReadAgain) {
+  const std::string page = src_ + "/p.html", dtd = dir_ / "page.dtd";
+  Put(page, "<p>a<font>b</font></p>");
+  const std::string contents[] = {kXhtml1StrictDtd[0], "<!ELEMENT html (head, body)><!ATTLIST", "",
+                                  kXhtml1StrictDtd[0]};
+  for (const std::string& content : contents) {
+    content.empty() ? (void)remove(dtd.c_str()) : Put(dtd, content);
+    const bool strict = content == kXhtml1StrictDtd[0];
+    EXPECT_CODE(strict ? KAV_OK : KAV_ERR_MISSING, CleanFile(page, dtd)) << content.size();
+    if (strict) {
+      EXPECT_EQ("<p>a<span>b</span></p>", SavedBody());
+    }
+  }
+}
+
 }  // namespace
