@@ -28,8 +28,10 @@ inline const std::map<std::string, std::string>& InevitableFindings() {
   static const std::map<std::string, std::string> reasons = {
       {"HTM-004", "toc.ncx and the pages carry the XHTML 1.1 document type by design"},
       {"RSC-005",
-       "a book without a cover keeps an empty guide element; a page that two HTML "
-       "imports reach gets a navigation point from each, with different play orders"},
+       "a book without a cover keeps an empty guide element; pages are stored flat under "
+       "their file names, so a page that two HTML imports reach, or pages of one name in "
+       "different folders, get a navigation point each to one file, with different play "
+       "orders"},
       {"NCX-001",
        "the OPF and NCX identifiers are read from the clock separately and differ "
        "when a second passes between them"},
