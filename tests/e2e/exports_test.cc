@@ -5,7 +5,6 @@
 #include <string>
 
 #include "e2e/book_checks.h"
-#include "support/test_support.h"
 
 namespace {
 

@@ -13,9 +13,7 @@
 
 #include "e2e/book_checks.h"
 #include "platform/ebase/kav_ebase.h"
-#include "service/kav_epub.h"
 #include "service/kav_result.h"
-#include "support/test_support.h"
 
 namespace {
 

@@ -4,8 +4,6 @@
 #include <string>
 
 #include "e2e/book_checks.h"
-#include "service/kav_epub.h"
-#include "support/test_support.h"
 
 namespace {
 
