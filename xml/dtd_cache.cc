@@ -40,20 +40,17 @@ thread_local Entry t_entry;
 
 xmlDtd* CachedDtd(const std::string& path, const xmlChar* uri) {
   struct stat st;
-  // Anything but a readable regular file is parsed afresh each time, and
-  // fails as it did.
-  if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
-    t_entry.Clear();
-    t_entry.dtd = xmlParseDTD(nullptr, uri);
-    return t_entry.dtd;
-  }
-  const FileVersion version{st.st_dev, st.st_ino, st.st_size, st.st_mtim};
-  if (t_entry.dtd != nullptr && t_entry.path == path && t_entry.version == version) {
+  // Only a regular file can be known to be unchanged; anything else is
+  // parsed afresh each time, and fails as it did.
+  const bool known = stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+  const FileVersion version =
+      known ? FileVersion{st.st_dev, st.st_ino, st.st_size, st.st_mtim} : FileVersion{};
+  if (known && t_entry.dtd != nullptr && t_entry.path == path && t_entry.version == version) {
     return t_entry.dtd;
   }
   t_entry.Clear();
   t_entry.dtd = xmlParseDTD(nullptr, uri);
-  if (t_entry.dtd != nullptr) {
+  if (known && t_entry.dtd != nullptr) {
     t_entry.path = path;
     t_entry.version = version;
   }
