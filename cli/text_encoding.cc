@@ -1,11 +1,9 @@
 #include "cli/text_encoding.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <iconv.h>
 #include <sys/stat.h>
 #include <uchardet/uchardet.h>
-#include <unistd.h>
 
 #include <cctype>
 #include <cstdio>
@@ -13,6 +11,7 @@
 #include <vector>
 
 #include "convert/progress_callback.h"
+#include "convert/text_file.h"
 
 namespace kavcli {
 
@@ -172,23 +171,6 @@ class Decoder {
 
 }  // namespace
 
-FILE* OpenTextFile(const char* path) {
-  // Non-blocking, so that a FIFO without a writer opens at once and can be
-  // turned away; directories open as fopen would open them.
-  const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (fd < 0) return nullptr;
-  struct stat st;
-  const int flags = fcntl(fd, F_GETFL);
-  if (fstat(fd, &st) != 0 || !(S_ISREG(st.st_mode) || S_ISDIR(st.st_mode)) || flags < 0 ||
-      fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) {
-    close(fd);
-    return nullptr;
-  }
-  FILE* file = fdopen(fd, "rb");
-  if (file == nullptr) close(fd);
-  return file;
-}
-
 std::string DetectEncoding(const std::string& sample, size_t* bomLength) {
   *bomLength = 0;
   const struct {
@@ -210,7 +192,7 @@ TextStatus PrepareUtf8Text(const std::string& input, const std::string& encoding
                            const std::string& workDir, ProgressBar* bar, std::string* utf8Path,
                            ToolError* error) {
   error->subject = input;
-  FILE* in = OpenTextFile(input.c_str());
+  FILE* in = kav_convert::OpenTextFile(input.c_str());
   if (in == nullptr) {
     // The library reports a file it cannot open, in its order of checks.
     *utf8Path = input;

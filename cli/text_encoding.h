@@ -18,12 +18,6 @@ constexpr size_t kEncodingSampleSize = 64 << 10;
 // none); empty when there is no telling.
 std::string DetectEncoding(const std::string& sample, size_t* bomLength);
 
-// Opens a text file for reading ("rb"), or returns null. As in the
-// library's own text reading, pipes, sockets and devices do not open: a FIFO
-// would wait for a writer forever and /dev/zero never ends. (The library's
-// function is not exported, so the tool has its own.)
-FILE* OpenTextFile(const char* path);
-
 enum class TextStatus { kReady, kCancelled, kFailed };
 
 // Makes a text file readable by the library: UTF-8 without a byte-order

@@ -7,6 +7,7 @@
 #include "cli/result_messages.h"
 #include "cli/text_encoding.h"
 #include "convert/epub_management.h"
+#include "convert/text_file.h"
 #include "platform/tool/kav_tool.h"
 #include "service/kav_epub.h"
 #include "service/kav_result.h"
@@ -33,7 +34,7 @@ int BuildNamedTextBook(TEpubService* service, const char* input, const char* out
   if (!OutputDirExists(output)) return KAV_ERR_NO_OUTPUT_DIR;
   int code = service->InitEpub(service->data, workDir, title, author);
   if (code != 0) return code;
-  FILE* text = OpenTextFile(input);
+  FILE* text = kav_convert::OpenTextFile(input);
   if (text == nullptr) return KAV_ERR_OPEN;
   int total = GetPageNumForTXT(input) + 1;
   code = service->StartPage(service->data);
