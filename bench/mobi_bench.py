@@ -2,7 +2,7 @@
 """MOBI benchmark: the large fixture against the zip -r -6 floor, and the
 HTML repair's growth with the size of the document.
 
-1. Converts ../shared/fixtures/mobi/large/pydocs_large_mobi6.mobi with
+1. Converts tests/data/mobi/large/pydocs_large_mobi6.mobi with
    kav-epub mobi; target: at most 5 x the zip -r -6 time of its finished
    book directory, peak memory under 128 MB.
 2. Extracts the book's HTML once, repeats its body 1, 2 and 4 times and
@@ -16,7 +16,7 @@ import tempfile
 
 import benchlib
 
-BOOK = os.path.join(os.path.dirname(__file__), "..", "..", "shared", "fixtures", "mobi", "large",
+BOOK = os.path.join(os.path.dirname(__file__), "..", "tests", "data", "mobi", "large",
                     "pydocs_large_mobi6.mobi")
 
 

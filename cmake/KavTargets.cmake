@@ -34,7 +34,7 @@ endfunction()
 
 # kav_add_test(NAME SOURCES files... LIBS libs...): one GoogleTest program,
 # registered with ctest test by test. Runs from the project root so that
-# shared fixtures are reached by relative paths.
+# the test books under tests/data are reached by relative paths.
 function(kav_add_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})

@@ -65,7 +65,7 @@ printf '<html><body><p>Two <img src="missing.png" alt="x"></p></body></html>' >"
 run kav-epub-txt "$build/kav-epub" txt samples/the-clockmakers-apprentice.txt "$books/t.epub" \
   --quiet --title T --author A
 run kav-epub-html "$build/kav-epub" html "$books/one.html" "$books/h.epub" --quiet
-run kav-epub-mobi "$build/kav-epub" mobi ../shared/fixtures/mobi/lantern_kf8.mobi \
+run kav-epub-mobi "$build/kav-epub" mobi tests/data/mobi/lantern_kf8.mobi \
   "$books/m.epub" --quiet
 
 # A traced child (kav-epub started by a test) reports in its own log; its

@@ -15,7 +15,7 @@ namespace {
 
 using kave2e::Strings;
 
-const std::string kMobi = "../shared/fixtures/mobi/";
+const std::string kMobi = "tests/data/mobi/";
 const Strings kBooks = {"kindle/lantern.epub", "kindle/plain.epub", "novels/clock.epub",
                         "site/index.epub"};
 

@@ -72,7 +72,7 @@ TEST_F(Cli, CommandLinesGiveTheirStatusAndMessage_FailuresOneLineAndNoBook) {
 // A small web site with a cover (a PNG, labelled image/jpeg all the same).
 // epubcheck finds any link or picture that names no file or id of the book.
 TEST_F(Cli, HtmlSiteBecomesAFlatBookWithACover) {
-  const std::string figure = kavtest::ReadFile("../shared/fixtures/mobi/src/figure1.png");
+  const std::string figure = kavtest::ReadFile("tests/data/mobi/src/figure1.png");
   for (const char* folder : {"site/img", "site/css"}) kavtest::MakeDirs(dir_ / folder);
   kavtest::WriteFile(dir_ / "site/img/figure1.png", figure);
   kavtest::WriteFile(dir_ / "cover.png", figure);

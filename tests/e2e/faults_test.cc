@@ -131,7 +131,7 @@ TEST(Faults, UnreadableTextPathsFailAsUnopenable) {
 }
 
 TEST(Faults, MobiFileChangingAfterItIsReadStillConverts) {
-  const std::string original = kavtest::ReadFile("../shared/fixtures/mobi/lantern_mobi6.mobi");
+  const std::string original = kavtest::ReadFile("tests/data/mobi/lantern_mobi6.mobi");
   Folders f;
   const std::string mobi = f.root / "book.mobi";
   kavtest::WriteFile(mobi, original);

@@ -10,7 +10,7 @@ namespace {
 using kave2e::Strings;
 using kave2e::XPathTexts;
 
-const std::string kFixtures = "../shared/fixtures/mobi/";
+const std::string kFixtures = "tests/data/mobi/";
 
 class MobiBook : public ::testing::TestWithParam<std::string> {};
 

@@ -9,7 +9,7 @@
 
 namespace {
 
-const std::string kBooks = "../shared/fixtures/mobi/";
+const std::string kBooks = "tests/data/mobi/";
 
 std::optional<std::string> Take(char* text) {
   std::optional<std::string> copy;
