@@ -16,7 +16,8 @@
 Every failing entry raises KavEpubError carrying the library's result code
 (the names are in service/kav_result.h). The library is found by the path
 given to EpubService, else the environment variable KAV_EPUB_LIBRARY, else
-the project's build directory beside this folder.
+the project's build directory beside this folder, else by its soname
+libKav_Epub.so.1 where the system finds libraries (the installed package).
 """
 import ctypes
 import os
@@ -25,6 +26,8 @@ __all__ = ["CANCEL", "EpubService", "KavEpubError", "copyright", "find_library"]
 
 # A progress callback returns CANCEL to stop a whole-file conversion.
 CANCEL = -2
+# What the library is looked up by when it is neither given nor built here.
+SONAME = "libKav_Epub.so.1"
 
 
 class KavEpubError(Exception):
@@ -76,14 +79,18 @@ def find_library(path=None):
     if os.environ.get("KAV_EPUB_LIBRARY"):
         return os.environ["KAV_EPUB_LIBRARY"]
     here = os.path.dirname(os.path.abspath(__file__))
-    return os.path.join(here, "..", "build", "libKav_Epub.so")
+    built = os.path.join(here, "..", "build", "libKav_Epub.so")
+    # Installed (python3-kav-epub), the library is found by the system.
+    return built if os.path.exists(built) else SONAME
 
 
 _loaded = {}
 
 
 def _load(path):
-    path = os.path.abspath(find_library(path))
+    path = find_library(path)
+    if path != SONAME:
+        path = os.path.abspath(path)
     if path not in _loaded:
         library = ctypes.CDLL(path)
         library.CreateEpubService.restype = ctypes.POINTER(_Service)

@@ -10,6 +10,7 @@ packages=(
   epubcheck unzip zip w3c-sgml-lib
   libuchardet-dev python3
   clang-14 libclang-rt-14-dev valgrind
+  dpkg-dev file help2man lintian
 )
 
 missing=()

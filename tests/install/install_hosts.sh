@@ -8,7 +8,7 @@ build=$1 source=$2 cc=$3 cmake=$4 pkgconfig=$5
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 prefix=$scratch/prefix
-fail() { echo "FAIL: $*" >&2; exit 1; }
+source "$source/checks.sh"
 
 "$cmake" --install "$build" --prefix "$prefix" >/dev/null
 libdir=$(dirname "$(find "$prefix" -name libKav_Epub.so -print -quit)")
@@ -35,7 +35,6 @@ for maker in pkgconfig_host host_build/host tool; do
   else
     env -u LD_LIBRARY_PATH "$scratch/$maker" "$scratch/work" "$epub"
   fi
-  # A book starts with its stored mimetype entry, whose name is at byte 30.
-  [ "$(head -c 38 "$epub" | tail -c 8)" = "mimetype" ] || fail "$maker made no book"
+  book_made "$epub" "$maker"
 done
 echo "installed, two hosts and kav-epub made their books"
