@@ -11,6 +11,7 @@ packages=(
   libuchardet-dev python3
   clang-14 libclang-rt-14-dev valgrind
   dpkg-dev file help2man lintian
+  slurm-wlm munge
 )
 
 missing=()

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every check:
 #   1. the test suite on a plain build (including the heavy "limits" tests),
+#      and that build's batch on a one-node Slurm cluster (scripts/slurm_demo.sh),
 #   2. valgrind memcheck over the end-to-end tests and kav-epub,
 #   3. the test suite again under AddressSanitizer and UndefinedBehaviorSanitizer,
 #   4. each libFuzzer target for a short smoke run.
@@ -22,6 +23,8 @@ run_suite() {
 
 echo "== plain build and tests"
 run_suite build ""
+echo "== Slurm demonstration"
+KAV_BUILD_DIR=build bash scripts/slurm_demo.sh
 echo "== valgrind memcheck of the end-to-end tests"
 bash scripts/valgrind.sh build
 echo "== sanitizer build and tests"

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by the install tests: fail MESSAGE, and book_made EPUB WHO, which
 # fails unless EPUB starts as a book does.
 fail() { echo "FAIL: $*" >&2; exit 1; }

@@ -59,7 +59,7 @@ only_from_root() {
   local loaded
   loaded=$(cat)
   [ "$(grep -c . <<<"$loaded")" -eq 4 ] && ! grep -qv "^$root/" <<<"$loaded" ||
-    fail "$1 loads $(echo $loaded), not the four libraries of the root"
+    fail "$1 loads ${loaded//$'\n'/ }, not the four libraries of the root"
 }
 
 mkdir "$scratch/work"
