@@ -70,16 +70,15 @@ install(FILES ${PROJECT_SOURCE_DIR}/python/kav_epub.py DESTINATION ${KAV_PYTHON_
 # kav-epub(1), made by help2man from what the built tool prints for --help
 # and --version, so that it never says other than --help does.
 find_program(KAV_HELP2MAN help2man)
-find_program(KAV_GZIP gzip)
-if(KAV_HELP2MAN AND KAV_GZIP)
+if(KAV_HELP2MAN)
   set(kav_man ${CMAKE_BINARY_DIR}/kav-epub.1)
   add_custom_command(OUTPUT ${kav_man}.gz
     COMMAND ${KAV_HELP2MAN} --no-info
       --name "make EPUB books from text, HTML and MOBI files" --output ${kav_man} $<TARGET_FILE:kav-epub>
-    COMMAND ${KAV_GZIP} -9nf ${kav_man}
+    COMMAND gzip -9nf ${kav_man}
     DEPENDS kav-epub VERBATIM)
   add_custom_target(kav_man_page ALL DEPENDS ${kav_man}.gz)
   install(FILES ${kav_man}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
 else()
-  message(STATUS "help2man or gzip not found: no manual page for kav-epub")
+  message(STATUS "help2man not found: no manual page for kav-epub")
 endif()
