@@ -5,6 +5,7 @@
 
 #include "package/attr_chain.h"
 #include "package/document_text.h"
+#include "package/record_document.h"
 #include "package/xml_file.h"
 #include "service/kav_result.h"
 #include "xml/xml_base.h"
@@ -13,13 +14,39 @@ namespace {
 
 constexpr char kNcxNamespace[] = "http://www.daisy.org/z3986/2005/ncx/";
 
+// Adds navigation point number `order`, pointing to src, under the newest
+// navMap of doc.
+void AddNavPoint(XMLBase& doc, int order, const char* src) {
+  // Room for "c" and any int, so a large count cannot overrun the buffer.
+  char id[16] = {};
+  std::snprintf(id, sizeof(id), "c%d", order);
+  char number[16] = {};
+  std::snprintf(number, sizeof(number), "%d", order);
+
+  AttrChain point;
+  point.Add("id", id).Add("playOrder", number);
+  doc.AddXMLNode("navMap", "navPoint", point.head());
+
+  // The newest-match lookup puts these into the point just added, and the
+  // label into its own text element rather than the one of docTitle.
+  // Points carry no chapter titles: the label is the point's number.
+  doc.AddXMLNode("navPoint", "navLabel", nullptr);
+  doc.AddXMLNode("navLabel", "text", nullptr);
+  doc.AddTextToNode("text", number);
+
+  AttrChain content;
+  content.Add("src", src);
+  doc.AddXMLNode("navPoint", "content", content.head());
+}
+
 }  // namespace
 
 int XMLFile::InitNcxFile(const char* title) {
   navOrder = 1;
   // A second initialisation replaces the document; the old one is freed.
   delete ncxDoc;
-  ncxDoc = new XMLBase();
+  ncxDoc = new RecordDocument();
+  navPoints.clear();
   // The page initialisation on purpose: the file carries the pages' html
   // document type, not an NCX one.
   unsigned int result = ncxDoc->Init();
@@ -55,33 +82,15 @@ int XMLFile::InitNcxFile(const char* title) {
 int XMLFile::AddRecordToNcx(const char* src) {
   // navOrder is only meaningful once the document exists.
   if (ncxDoc == nullptr) return KAV_OK;
-
-  // Room for "c" and any int, so a large count cannot overrun the buffer.
-  char id[16] = {};
-  std::snprintf(id, sizeof(id), "c%d", navOrder);
-  char number[16] = {};
-  std::snprintf(number, sizeof(number), "%d", navOrder);
-
-  AttrChain point;
-  point.Add("id", id).Add("playOrder", number);
-  ncxDoc->AddXMLNode("navMap", "navPoint", point.head());
-
-  // The newest-match lookup puts these into the point just added, and the
-  // label into its own text element rather than the one of docTitle.
-  // Points carry no chapter titles: the label is the point's number.
-  ncxDoc->AddXMLNode("navPoint", "navLabel", nullptr);
-  ncxDoc->AddXMLNode("navLabel", "text", nullptr);
-  ncxDoc->AddTextToNode("text", number);
-
-  AttrChain content;
-  content.Add("src", src);
-  ncxDoc->AddXMLNode("navPoint", "content", content.head());
-
+  navPoints.push_back(NavPoint{navOrder, src != nullptr ? src : ""});
   ++navOrder;
   return KAV_OK;
 }
 
 int XMLFile::SaveNcxFile(const char* path) {
   if (ncxDoc == nullptr) return KAV_ERR_NO_PAGE;
-  return static_cast<int>(ncxDoc->SaveFile(path));
+  const RecordRun points{"navMap", navPoints.size(), [this](XMLBase& doc, std::size_t i) {
+                           AddNavPoint(doc, navPoints[i].order, navPoints[i].src.c_str());
+                         }};
+  return static_cast<int>(static_cast<RecordDocument*>(ncxDoc)->SaveWithRecords(path, {points}));
 }

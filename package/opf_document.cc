@@ -5,9 +5,11 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "package/attr_chain.h"
 #include "package/document_text.h"
+#include "package/record_document.h"
 #include "package/xml_file.h"
 #include "service/kav_result.h"
 #include "xml/xml_base.h"
@@ -28,12 +30,54 @@ std::string MediaTypeFor(const std::string& extension) {
   return "image/" + extension;
 }
 
+// The numbers of the cover's two manifest items, beside the records' own.
+constexpr int kCoverImage = -1;
+constexpr int kCoverPage = -2;
+
+// One manifest item as it is written: identifier, file, media type, and
+// whether it is read in order (a spine entry).
+struct ItemText {
+  std::string id;
+  const std::string* href;
+  std::string mediaType;
+  bool inSpine;
+};
+
+ItemText DescribeItem(int number, const std::string& href) {
+  if (number == kCoverImage) {
+    // The cover image is listed as JPEG whatever its format.
+    return ItemText{"cover-image", &href, "image/jpeg", false};
+  }
+  if (number == kCoverPage) return ItemText{"title", &href, kXhtmlMediaType, true};
+  char id[16] = {};
+  std::snprintf(id, sizeof(id), "rc_%d", number);
+  // Only pages are read in order; images and the style sheet are not.
+  const std::string extension = href.substr(href.rfind('.') + 1);
+  return ItemText{id, &href, MediaTypeFor(extension), extension == "html"};
+}
+
+void AddItem(XMLBase& doc, const ItemText& item) {
+  AttrChain attrs;
+  attrs.Add("id", item.id.c_str())
+      .Add("href", item.href->c_str())
+      .Add("media-type", item.mediaType.c_str());
+  doc.AddXMLNode("manifest", "item", attrs.head());
+}
+
+void AddItemref(XMLBase& doc, const ItemText& item) {
+  AttrChain itemref;
+  itemref.Add("idref", item.id.c_str());
+  doc.AddXMLNode("spine", "itemref", itemref.head());
+}
+
 }  // namespace
 
 int XMLFile::InitOpfFile(const char* title, const char* author) {
   // A second initialisation replaces the document; the old one is freed.
   delete opfDoc;
-  opfDoc = new XMLBase();
+  opfDoc = new RecordDocument();
+  manifestItems.clear();
+  coverNames.clear();
   unsigned int result = opfDoc->InitForOpf();
   if (result != KAV_OK) return static_cast<int>(result);
 
@@ -77,18 +121,13 @@ int XMLFile::AddCoverToOpf(const char* coverPage, const char* coverImage) {
   meta.Add("name", "cover").Add("content", "cover-image");
   opfDoc->AddXMLNode("metadata", "meta", meta.head());
 
-  // The cover image is listed as JPEG whatever its format.
-  AttrChain imageItem;
-  imageItem.Add("id", "cover-image").Add("href", coverImage).Add("media-type", "image/jpeg");
-  opfDoc->AddXMLNode("manifest", "item", imageItem.head());
-
-  AttrChain pageItem;
-  pageItem.Add("id", "title").Add("href", coverPage).Add("media-type", kXhtmlMediaType);
-  opfDoc->AddXMLNode("manifest", "item", pageItem.head());
-
-  AttrChain itemref;
-  itemref.Add("idref", "title");
-  opfDoc->AddXMLNode("spine", "itemref", itemref.head());
+  // Its image and page go into the manifest, and the page into the spine,
+  // among the records, in the order they come.
+  for (const char* name : {coverImage, coverPage}) {
+    manifestItems.push_back(ManifestItem{name == coverImage ? kCoverImage : kCoverPage,
+                                         static_cast<unsigned int>(coverNames.size())});
+    coverNames.push_back(name != nullptr ? name : "");
+  }
 
   AttrChain reference;
   reference.Add("href", coverPage).Add("type", "cover").Add("title", "Cover");
@@ -101,9 +140,7 @@ int XMLFile::AddRecordToOpf(const char* fileName) {
 
   // The number is used up before anything is checked, so identifiers may
   // have gaps (a repeated name still consumes one).
-  char id[16] = {};
-  std::snprintf(id, sizeof(id), "rc_%d", recordCount);
-  ++recordCount;
+  const int number = recordCount++;
   if (fileName == nullptr) return KAV_OK;
 
   const std::size_t hash = std::hash<std::string_view>{}(fileName);
@@ -115,25 +152,26 @@ int XMLFile::AddRecordToOpf(const char* fileName) {
   opfRecords.push_back(fileName);
 
   // A name without an extension is remembered but not listed.
-  const char* dot = std::strrchr(fileName, '.');
-  if (dot == nullptr) return KAV_OK;
-  const std::string extension = dot + 1;
-  const std::string mediaType = MediaTypeFor(extension);
-
-  AttrChain item;
-  item.Add("id", id).Add("href", fileName).Add("media-type", mediaType.c_str());
-  opfDoc->AddXMLNode("manifest", "item", item.head());
-
-  // Only pages are read in order; images and the style sheet are not.
-  if (extension == "html") {
-    AttrChain itemref;
-    itemref.Add("idref", id);
-    opfDoc->AddXMLNode("spine", "itemref", itemref.head());
-  }
+  if (std::strchr(fileName, '.') == nullptr) return KAV_OK;
+  manifestItems.push_back(ManifestItem{number, static_cast<unsigned int>(opfRecords.size() - 1)});
   return KAV_OK;
 }
 
 int XMLFile::SaveOpfFile(const char* path) {
   if (opfDoc == nullptr) return KAV_ERR_NO_PAGE;
-  return static_cast<int>(opfDoc->SaveFile(path));
+  auto describe = [this](std::size_t i) {
+    const ManifestItem& item = manifestItems[i];
+    return DescribeItem(item.number,
+                        item.number < 0 ? coverNames[item.name] : opfRecords[item.name]);
+  };
+  std::vector<std::size_t> spine;  // the manifest items that are read in order
+  for (std::size_t i = 0; i < manifestItems.size(); ++i) {
+    if (describe(i).inSpine) spine.push_back(i);
+  }
+  const std::vector<RecordRun> runs = {
+      {"manifest", manifestItems.size(),
+       [&describe](XMLBase& doc, std::size_t i) { AddItem(doc, describe(i)); }},
+      {"spine", spine.size(),
+       [&describe, &spine](XMLBase& doc, std::size_t i) { AddItemref(doc, describe(spine[i])); }}};
+  return static_cast<int>(static_cast<RecordDocument*>(opfDoc)->SaveWithRecords(path, runs));
 }

@@ -55,8 +55,21 @@ class KAV_EXPORT XMLFile {
   unsigned int SaveHtml(const char* path);
 
  private:
-  XMLBase* opfDoc;
-  XMLBase* ncxDoc;
+  // A manifest item after the package document's fixed ones: a record
+  // ("rc_" and its number, the file opfRecords[name]) or one of the cover's
+  // two (number kCoverImage or kCoverPage, the file coverNames[name]).
+  struct ManifestItem {
+    int number;
+    unsigned int name;
+  };
+  // A navigation point: its number and the file it points to.
+  struct NavPoint {
+    int order;
+    std::string src;
+  };
+
+  XMLBase* opfDoc;  // package/record_document.h's RecordDocument
+  XMLBase* ncxDoc;  // the same
   XMLBase* pageDoc;
   std::vector<std::string> opfRecords;
   int navOrder;
@@ -65,6 +78,13 @@ class KAV_EXPORT XMLFile {
   // be a repeat, so a long book does not compare every name with every one
   // before it; the byte-for-byte scan runs only on a hash match.
   std::unordered_set<std::size_t> opfRecordHashes;
+  // What a book adds per page is kept here, compactly, instead of as nodes
+  // of the documents' trees, and written into the documents as they are
+  // saved, where the trees would have held it: the manifest items (and with
+  // them the spine entries) and the navigation points.
+  std::vector<ManifestItem> manifestItems;
+  std::vector<std::string> coverNames;
+  std::vector<NavPoint> navPoints;
 };
 
 #endif  // KAV_EPUB_PACKAGE_XML_FILE_H_

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build pkg-config
-  libxml2-dev zlib1g-dev libzip-dev libmobi-dev
+  libxml2-dev zlib1g-dev libzip-dev libdeflate-dev libmobi-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   epubcheck unzip zip w3c-sgml-lib
   libuchardet-dev python3

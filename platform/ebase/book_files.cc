@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <libdeflate.h>
+
 namespace kav_ebase {
 
 namespace {
@@ -14,19 +16,30 @@ constexpr zip_int64_t kSupported = ZIP_SOURCE_SUPPORTS_SEEKABLE |
                                    ZIP_SOURCE_MAKE_COMMAND_BITMASK(ZIP_SOURCE_GET_FILE_ATTRIBUTES) |
                                    ZIP_SOURCE_MAKE_COMMAND_BITMASK(ZIP_SOURCE_ACCEPT_EMPTY);
 
+// Buffers that grew past this for one large file are given back after it,
+// so that one big picture does not hold its memory until the book is done.
+constexpr size_t kKeptBufferBytes = 4 << 20;
+
+void Release(std::vector<unsigned char>* buffer) {
+  if (buffer->capacity() > kKeptBufferBytes) std::vector<unsigned char>().swap(*buffer);
+}
+
 }  // namespace
 
-BookFiles::BookFiles(const std::string& bookDir, size_t fileCount) : bookDir_(bookDir) {
+BookFiles::BookFiles(const std::string& bookDir, size_t fileCount, int deflateLevel)
+    : bookDir_(bookDir), deflateLevel_(deflateLevel) {
   files_.reserve(fileCount);
   zip_error_init(&error_);
 }
 
 BookFiles::~BookFiles() {
   if (fd_ >= 0) close(fd_);
+  if (compressor_ != nullptr) libdeflate_free_compressor(compressor_);
   zip_error_fini(&error_);
 }
 
-zip_source_t* BookFiles::CreateSource(const std::string& relative, zip_error_t* error) {
+zip_source_t* BookFiles::CreateSource(const std::string& relative, bool deflated,
+                                      zip_error_t* error) {
   // Sources point into files_, which must not move.
   if (files_.size() == files_.capacity()) {
     zip_error_set(error, ZIP_ER_INTERNAL, 0);
@@ -44,8 +57,8 @@ zip_source_t* BookFiles::CreateSource(const std::string& relative, zip_error_t* 
     zip_error_set(error, ZIP_ER_READ, EINVAL);
     return nullptr;
   }
-  files_.push_back(
-      File{this, &relative, static_cast<zip_uint64_t>(st.st_size), st.st_mtime, st.st_mode});
+  files_.push_back(File{this, &relative, static_cast<zip_uint64_t>(st.st_size), st.st_mtime,
+                        st.st_mode, deflated});
   zip_source_t* source = zip_source_function_create(Callback, &files_.back(), error);
   if (source == nullptr) files_.pop_back();
   return source;
@@ -53,7 +66,7 @@ zip_source_t* BookFiles::CreateSource(const std::string& relative, zip_error_t* 
 
 zip_int64_t BookFiles::Callback(void* userdata, void* data, zip_uint64_t length,
                                 zip_source_cmd_t command) {
-  const File& file = *static_cast<const File*>(userdata);
+  File& file = *static_cast<File*>(userdata);
   // libzip is C: nothing may be thrown through it.
   try {
     return file.owner->Handle(file, data, length, command);
@@ -63,7 +76,7 @@ zip_int64_t BookFiles::Callback(void* userdata, void* data, zip_uint64_t length,
   }
 }
 
-zip_int64_t BookFiles::Handle(const File& file, void* data, zip_uint64_t length,
+zip_int64_t BookFiles::Handle(File& file, void* data, zip_uint64_t length,
                               zip_source_cmd_t command) {
   switch (command) {
     case ZIP_SOURCE_SUPPORTS:
@@ -71,10 +84,20 @@ zip_int64_t BookFiles::Handle(const File& file, void* data, zip_uint64_t length,
     case ZIP_SOURCE_STAT: {
       zip_stat_t* st = ZIP_SOURCE_GET_ARGS(zip_stat_t, data, length, &error_);
       if (st == nullptr) return -1;
+      // A deflated file's stream is made now: libzip writes the entry's
+      // header with what this answers, then reads the stream.
+      if (file.deflated && !file.compressed && !Compress(file)) return -1;
       zip_stat_init(st);
       st->valid = ZIP_STAT_SIZE | ZIP_STAT_MTIME;
       st->size = file.size;
       st->mtime = file.mtime;
+      if (file.deflated) {
+        // The data is already compressed: libzip stores it as it is.
+        st->valid |= ZIP_STAT_COMP_METHOD | ZIP_STAT_COMP_SIZE | ZIP_STAT_CRC;
+        st->comp_method = ZIP_CM_DEFLATE;
+        st->comp_size = file.compressedSize;
+        st->crc = file.crc;
+      }
       return sizeof(*st);
     }
     case ZIP_SOURCE_GET_FILE_ATTRIBUTES: {
@@ -98,7 +121,7 @@ zip_int64_t BookFiles::Handle(const File& file, void* data, zip_uint64_t length,
       return Read(file, static_cast<unsigned char*>(data), length);
     case ZIP_SOURCE_SEEK: {
       const zip_int64_t offset =
-          zip_source_seek_compute_offset(position_, file.size, data, length, &error_);
+          zip_source_seek_compute_offset(position_, DataSize(file), data, length, &error_);
       if (offset < 0) return -1;
       position_ = static_cast<zip_uint64_t>(offset);
       return 0;
@@ -106,8 +129,7 @@ zip_int64_t BookFiles::Handle(const File& file, void* data, zip_uint64_t length,
     case ZIP_SOURCE_TELL:
       return static_cast<zip_int64_t>(position_);
     case ZIP_SOURCE_CLOSE:
-      if (fd_ >= 0) close(fd_);
-      fd_ = -1;
+      Close();
       return 0;
     case ZIP_SOURCE_ERROR:
       return zip_error_to_data(&error_, data, length);
@@ -119,16 +141,78 @@ zip_int64_t BookFiles::Handle(const File& file, void* data, zip_uint64_t length,
   }
 }
 
-bool BookFiles::Open(const File& file) {
+bool BookFiles::Open(File& file) {
   if (fd_ >= 0) close(fd_);
+  fd_ = -1;
+  position_ = 0;
+  // The stream is normally still there from the question about the file.
+  if (file.deflated) return packedFile_ == &file || Compress(file);
   path_.assign(bookDir_).append("/").append(*file.relative);
   fd_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd_ < 0) return SetError(ZIP_ER_OPEN, errno);
-  position_ = 0;
+  return true;
+}
+
+void BookFiles::Close() {
+  if (fd_ >= 0) close(fd_);
+  fd_ = -1;
+  if (packed_.capacity() > kKeptBufferBytes) packedFile_ = nullptr;
+  Release(&packed_);
+}
+
+bool BookFiles::Compress(File& file) {
+  packedFile_ = nullptr;
+  if (compressor_ == nullptr) {
+    compressor_ = libdeflate_alloc_compressor(deflateLevel_);
+    if (compressor_ == nullptr) return SetError(ZIP_ER_MEMORY, 0);
+  }
+  path_.assign(bookDir_).append("/").append(*file.relative);
+  const int fd = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return SetError(ZIP_ER_OPEN, errno);
+  // Never more than the size the file had when it was added.
+  contents_.resize(file.size);
+  zip_uint64_t done = 0;
+  while (done < file.size) {
+    const ssize_t got = pread(fd, contents_.data() + done, file.size - done,
+                              static_cast<off_t>(done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) {
+      const int readError = errno;
+      close(fd);
+      return SetError(ZIP_ER_READ, readError);
+    }
+    if (got == 0) break;  // the file has shrunk
+    done += static_cast<zip_uint64_t>(got);
+  }
+  close(fd);
+  packed_.resize(libdeflate_deflate_compress_bound(compressor_, done));
+  const size_t packedSize =
+      libdeflate_deflate_compress(compressor_, contents_.data(), done, packed_.data(),
+                                  packed_.size());
+  // The bound is never too small; a zero would mean libdeflate broke it.
+  if (packedSize == 0) return SetError(ZIP_ER_INTERNAL, 0);
+  packed_.resize(packedSize);
+  file.size = done;
+  file.crc = static_cast<zip_uint32_t>(libdeflate_crc32(0, contents_.data(), done));
+  file.compressedSize = packedSize;
+  file.compressed = true;
+  Release(&contents_);
+  packedFile_ = &file;
   return true;
 }
 
 zip_int64_t BookFiles::Read(const File& file, unsigned char* data, zip_uint64_t length) {
+  if (file.deflated) {
+    if (packedFile_ != &file) {
+      SetError(ZIP_ER_READ, EBADF);
+      return -1;
+    }
+    if (position_ >= packed_.size()) return 0;
+    if (length > packed_.size() - position_) length = packed_.size() - position_;
+    memcpy(data, packed_.data() + position_, length);
+    position_ += length;
+    return static_cast<zip_int64_t>(length);
+  }
   if (fd_ < 0) {
     SetError(ZIP_ER_READ, EBADF);
     return -1;

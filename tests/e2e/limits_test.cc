@@ -82,11 +82,11 @@ TEST(Limits, GigabyteTextOfOverHundredThousandPagesConvertsInBoundedMemory) {
   EXPECT_LT(largeBytes / 2, fs::file_size(root + "/large.epub"));
   EXPECT_TRUE(fs::is_empty(work));
 
-  // The text is streamed. What grows is the package and navigation
-  // documents, which hold every page until the book is packed: the same for
-  // both texts, whose sizes differ seventy-five times.
+  // The text is streamed. What grows is a few numbers and names per page,
+  // kept until the book is packed: the same for both texts, whose sizes
+  // differ seventy-five times, and far below the text's size.
   EXPECT_LT(largeKb, smallKb + smallKb / 4) << "small: " << smallKb;
-  EXPECT_LT(static_cast<size_t>(largeKb), (largeBytes >> 10) / 2);
+  EXPECT_LT(largeKb, 250L << 10) << "small: " << smallKb;
   if (root != fallback.path()) fs::remove_all(root);
 }
 

@@ -85,6 +85,31 @@ TEST_F(XmlFileTest, NavigationDocument_BookExample_NumbersAndLabelsPointsFromOne
             Saved(dir / "toc.ncx"));
 }
 
+// Per-page records are written in rounds of a few hundred when the documents are saved: none
+// may be lost, repeated or moved at a round's edge, and saving twice writes them twice alike.
+TEST_F(XmlFileTest, ManyPages_EveryRecordSavedOnceInOrder) {
+  ASSERT_CODE(KAV_OK, file.InitOpfFile("t", "a") + file.InitNcxFile("t"));
+  std::string items, itemrefs, points;
+  for (int i = 1; i <= 1000; ++i) {
+    const std::string page = "page-" + std::to_string(i) + ".html", n = std::to_string(i - 1);
+    ASSERT_CODE(KAV_OK, file.AddRecordToOpf(page.c_str()) + file.AddRecordToNcx(page.c_str()));
+    items += "<item id=\"rc_" + n + "\" href=\"" + page + "\" media-type=\"application/xhtml+xml\"/>";
+    itemrefs += "<itemref idref=\"rc_" + n + "\"/>";
+    points += "<navPoint id=\"c" + std::to_string(i) + "\" playOrder=\"" + std::to_string(i) +
+              "\"><navLabel><text>" + std::to_string(i) + "</text></navLabel><content src=\"" +
+              page + "\"/></navPoint>";
+  }
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_CODE(KAV_OK, file.SaveOpfFile((dir / "content.opf").c_str()) +
+                            file.SaveNcxFile((dir / "toc.ncx").c_str()));
+    const std::string opf = Saved(dir / "content.opf"), ncx = Saved(dir / "toc.ncx");
+    EXPECT_NE(std::string::npos, opf.find("media-type=\"application/x-dtbncx+xml\"/>" + items +
+                                          "</manifest><spine toc=\"ncx\">" + itemrefs +
+                                          "</spine><guide/></package>\n"));
+    EXPECT_NE(std::string::npos, ncx.find("<navMap>" + points + "</navMap></ncx>\n"));
+  }
+}
+
 TEST_F(XmlFileTest, ContainerFile_WritesThreeLinesWithAttributesInOrderOverAnOldFile) {
   kavtest::WriteFile(dir / "container.xml", std::string(5000, 'x'));
   ASSERT_CODE(KAV_OK, file.GenerateContainerFile((dir / "container.xml").c_str()));

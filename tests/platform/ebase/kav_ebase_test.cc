@@ -34,13 +34,17 @@ class PackBookTest : public ::testing::Test {
 };
 
 // A megabyte of noise outgrows the writer's buffer once deflated, so its header is rewritten
-// after its data; the empty and read-only files keep Unix modes, read-only ones the DOS bit too.
+// after its data; a long page outgrows the buffers kept between files; the empty and read-only
+// files keep Unix modes, read-only ones the DOS bit too.
 TEST_F(PackBookTest, ReplacesOutputWithStoredMimetypeFirstThenSortedDeflatedCopies) {
   std::mt19937 random(12345);
   std::string noise(1 << 20, '\0');
   for (char& c : noise) c = static_cast<char>(random());
   kavtest::WriteFile(book + "/OEBPS/images/noise.bin", noise);
   kavtest::WriteFile(book + "/OEBPS/empty.html", "");
+  std::string longPage;
+  while (longPage.size() < (6 << 20)) longPage += "<p>line " + std::to_string(random()) + "</p>\n";
+  kavtest::WriteFile(book + "/OEBPS/long.html", longPage);
   kavtest::WriteFile(book + "/OEBPS/fixed.css", "p {}");
   ASSERT_EQ(0, chmod((book + "/OEBPS/fixed.css").c_str(), 0444));
   kavtest::WriteFile(epub, "an older book");
@@ -50,7 +54,7 @@ TEST_F(PackBookTest, ReplacesOutputWithStoredMimetypeFirstThenSortedDeflatedCopi
   // clang-format off
   const Strings order = {"mimetype", "META-INF/container.xml", "OEBPS/empty.html",
       "OEBPS/fixed.css", "OEBPS/images-a.css", "OEBPS/images/noise.bin", "OEBPS/images/sub/x.png",
-      "OEBPS/page-10.html", "OEBPS/page-2.html"};
+      "OEBPS/long.html", "OEBPS/page-10.html", "OEBPS/page-2.html"};
   // clang-format on
   const std::vector<kavtest::ZipEntry> entries = kavtest::ReadZip(epub);
   ASSERT_EQ(order.size(), entries.size());
