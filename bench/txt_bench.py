@@ -9,6 +9,10 @@ on the temporary directory's file system and, when it is another one, on
 book's files costs there, and the ratios the project holds itself to:
   conversion time <= 2 x zip time, peak memory < 32 MB,
   ten times the text <= 11 x the time.
+Then the cost of what kav-epub txt does by default beyond the former sixty-line
+pages, chapter detection and language guessing, on the text as it is (no
+headings) and with a "Chapter N" heading every 300 lines: default against
+--no-chapters --language en, best of five, target at most +10%.
 Usage: [TMPDIR=DIR] bench/txt_bench.py [BUILD_DIR]
 """
 import os
@@ -82,6 +86,31 @@ def run_on(kav, root, base):
           f"(target <= 11: {verdict(l_time <= 11 * s_time)})")
 
 
+def chapter_cost(kav, root, base):
+    lines = base.splitlines(keepends=True)
+    chaptered = "".join((f"Chapter {n // 300 + 1}\n" if n % 300 == 0 else "") + line
+                        for n, line in enumerate(lines))
+    with tempfile.TemporaryDirectory(dir=root) as work:
+        env = dict(os.environ, TMPDIR=work)
+        print(f"chapter detection and language guessing (working files on {root}):")
+        for label, text in (("no headings", base), ("a heading every 300 lines", chaptered)):
+            path = os.path.join(work, "text.txt")
+            with open(path, "w") as f:
+                f.write(text)
+            epub = os.path.join(work, "book.epub")
+            plain_args = [kav, "txt", path, epub, "--quiet", "--no-chapters", "--language", "en"]
+            default_args = [kav, "txt", path, epub, "--quiet"]
+            # Alternated, so that a busy moment weighs on both alike.
+            plain, default = [], []
+            for _ in range(5):
+                plain.append(benchlib.measure(plain_args, env)[0])
+                default.append(benchlib.measure(default_args, env)[0])
+            p, d = min(plain), min(default)
+            extra = (d / p - 1) * 100
+            print(f"  {label:26s} --no-chapters --language en {p:7.3f} s   default {d:7.3f} s"
+                  f"   {extra:+5.1f}% (target <= +10%: {verdict(extra <= 10)})")
+
+
 def main():
     kav = os.path.join(benchlib.build_dir(), "kav-epub")
     base = scripture_text(31000, 1)
@@ -95,6 +124,7 @@ def main():
         roots.append("/dev/shm")
     for root in roots:
         run_on(kav, root, base)
+    chapter_cost(kav, roots[-1], base)
 
 
 if __name__ == "__main__":

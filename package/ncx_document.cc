@@ -52,7 +52,9 @@ int XMLFile::InitNcxFile(const char* title) {
   return KAV_OK;
 }
 
-int XMLFile::AddRecordToNcx(const char* src) {
+int XMLFile::AddRecordToNcx(const char* src) { return AddRecordToNcx(src, nullptr); }
+
+int XMLFile::AddRecordToNcx(const char* src, const char* label) {
   // navOrder is only meaningful once the document exists.
   if (ncxDoc == nullptr) return KAV_OK;
 
@@ -68,10 +70,10 @@ int XMLFile::AddRecordToNcx(const char* src) {
 
   // The newest-match lookup puts these into the point just added, and the
   // label into its own text element rather than the one of docTitle.
-  // Points carry no chapter titles: the label is the point's number.
+  // Unless a label is given, the label is the point's number.
   ncxDoc->AddXMLNode("navPoint", "navLabel", nullptr);
   ncxDoc->AddXMLNode("navLabel", "text", nullptr);
-  ncxDoc->AddTextToNode("text", number);
+  ncxDoc->AddTextToNode("text", label != nullptr ? EscapeAmpersands(label).c_str() : number);
 
   AttrChain content;
   content.Add("src", src);
