@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "builder/page_extras.h"
 #include "fileutil/file_util.h"
 #include "platform/tool/kav_tool.h"
 #include "service/kav_result.h"
@@ -24,7 +25,10 @@ EpubBase::EpubBase()
       prevLineLen(0),
       maxLineLen(0) {}
 
-EpubBase::~EpubBase() { Destory(); }
+EpubBase::~EpubBase() {
+  kav_builder::ForgetPageExtras(this);
+  Destory();
+}
 
 void EpubBase::Destory() {
   delete opfFile;

@@ -46,6 +46,13 @@ class KAV_EXPORT EpubBase {
                       int& maxLineLen);
   int AddFormToPage(const char* text, FormOperator op);
   int EndPage();
+  // Extension settings. The book's dc:language (409 before Init). The page
+  // being built gets a heading at its top that is also its label in the
+  // navigation document, or stays out of the navigation document while it
+  // stays in the reading order; 441 when no page is being built.
+  int SetLanguage(const char* language);
+  int SetPageHeading(const char* heading);
+  int SetPageListed(bool listed);
 
   // Pictures.
   int AddCoverImageToEpub(const char* imagePath);

@@ -3,6 +3,7 @@
 #include "builder/book_paths.h"
 #include "builder/epub_base.h"
 #include "builder/line_text.h"
+#include "builder/page_extras.h"
 #include "fileutil/file_util.h"
 #include "platform/tool/kav_tool.h"
 #include "service/kav_result.h"
@@ -12,6 +13,7 @@ int EpubBase::StartPage() {
   // Pages are not nested. A page started again before EndPage was never
   // going to be saved; release it rather than leak it.
   delete pageFile;
+  kav_builder::ForgetPageExtras(this);
   pageFile = new XMLFile();
   return pageFile->InitHTML(std::to_string(pageNum).c_str());
 }
@@ -54,7 +56,18 @@ int EpubBase::EndPage() {
   delete pageFile;
   pageFile = nullptr;
 
-  r = RegisterPage(name);
+  const kav_builder::PageExtras extras = kav_builder::PageExtrasOf(this);
+  kav_builder::ForgetPageExtras(this);
+  if (!extras.listed) {
+    // In the reading order, not in the navigation document.
+    r = opfFile == nullptr ? KAV_ERR_NO_PAGE : opfFile->AddRecordToOpf(name.c_str());
+  } else if (extras.labelled) {
+    r = opfFile == nullptr || ncxFile == nullptr ? KAV_ERR_NO_PAGE
+                                                 : opfFile->AddRecordToOpf(name.c_str());
+    if (r == 0) r = ncxFile->AddRecordToNcx(name.c_str(), extras.label.c_str());
+  } else {
+    r = RegisterPage(name);
+  }
   if (r != 0) return r;
 
   // Each page starts the paragraph heuristics afresh.

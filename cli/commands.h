@@ -2,6 +2,7 @@
 #define KAV_EPUB_CLI_COMMANDS_H_
 
 #include <functional>
+#include <string>
 
 #include "cli/options.h"
 #include "cli/progress_bar.h"
@@ -26,6 +27,10 @@ int RunTxt(const Options& options);
 int RunHtml(const Options& options);
 int RunMobi(const Options& options);
 int RunBatch(const Options& options);
+
+// Says on standard error that a cover picture of a kind books do not take
+// is left out.
+void WarnOfSkippedCover(const std::string& cover);
 
 // Runs one conversion with a fresh service record and a private working
 // directory, both released afterwards (which also removes an active book's

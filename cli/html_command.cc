@@ -4,6 +4,7 @@
 #include "builder/epub_base.h"
 #include "cli/commands.h"
 #include "service/kav_epub.h"
+#include "service/kav_epub_ext.h"
 
 namespace kavcli {
 
@@ -15,17 +16,18 @@ int BuildHtmlBook(TEpubService* service, const Options& options, const char* out
                   const char* workDir, ProgressBar* bar) {
   const size_t inputs = options.positional.size() - 1;
   const int total = static_cast<int>(inputs) + 1;
-  int code = service->InitEpub(service->data, workDir, options.Get("title", ""),
-                               options.Get("author", ""));
+  // Without --title the book is named by the top page's <title>.
+  std::string title = options.Get("title", "");
+  if (!options.Has("title")) {
+    char found[1024] = "";
+    KavHtmlTitle(options.positional[0].c_str(), found, sizeof found);
+    title = found;
+  }
+  int code = service->InitEpub(service->data, workDir, title.c_str(), options.Get("author", ""));
   if (code != 0) return code;
   if (options.Has("cover")) {
     const std::string cover = options.Get("cover", "");
-    // The builder skips covers of other kinds silently; a user should know.
-    const size_t dot = cover.rfind('.');
-    const std::string extension = dot == std::string::npos ? "" : cover.substr(dot);
-    if (std::string("|.jpeg|.jpg|.png|.gif|").find("|" + extension + "|") == std::string::npos) {
-      fprintf(stderr, "kav-epub: cover skipped: only .jpeg, .jpg, .png and .gif pictures\n");
-    }
+    WarnOfSkippedCover(cover);
     // The record has no cover entry; the builder behind it has.
     code = service->data->epub->AddCoverImageToEpub(cover.c_str());
     if (code != 0) return code;
@@ -47,6 +49,15 @@ int BuildHtmlBook(TEpubService* service, const Options& options, const char* out
 }
 
 }  // namespace
+
+void WarnOfSkippedCover(const std::string& cover) {
+  // The builder skips covers of other kinds silently; a user should know.
+  const size_t dot = cover.rfind('.');
+  const std::string extension = dot == std::string::npos ? "" : cover.substr(dot);
+  if (std::string("|.jpeg|.jpg|.png|.gif|").find("|" + extension + "|") == std::string::npos) {
+    fprintf(stderr, "kav-epub: cover skipped: only .jpeg, .jpg, .png and .gif pictures\n");
+  }
+}
 
 int RunHtml(const Options& options) {
   if (options.positional.size() < 2) {

@@ -31,10 +31,14 @@ const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = {
       {"txt",
        kavcli::RunTxt,
-       {"title", "author", "encoding"},
-       "txt INPUT.txt OUTPUT.epub [--title T] [--author A] [--encoding E]\n"
-       "      a plain-text file, sixty lines a page; its encoding (UTF-8, UTF-16, GB18030,\n"
-       "      Big5, Shift_JIS, Windows-1252, ...) is detected unless --encoding names it"},
+       {"title", "author", "encoding", "language", "cover", "chapters", "!no-chapters"},
+       "txt INPUT.txt OUTPUT.epub [--title T] [--author A] [--language L] [--cover IMAGE]\n"
+       "      [--chapters PATTERN | --no-chapters] [--encoding E]\n"
+       "      a plain-text file; heading lines (Chapter 12, Part One, 第一章 ...) start\n"
+       "      chapters listed in the table of contents (--chapters: a PCRE2 pattern of\n"
+       "      your own; --no-chapters: pages of sixty lines); the title is the file's name\n"
+       "      and the language is guessed from the script unless given; its encoding\n"
+       "      (UTF-8, UTF-16, GB18030, Big5, Shift_JIS, ...) is detected unless named"},
       {"html",
        kavcli::RunHtml,
        {"title", "author", "cover"},

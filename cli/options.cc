@@ -47,6 +47,12 @@ bool ParseOptions(int argc, char** argv, int first, const std::vector<std::strin
       name = name.substr(0, equals);
       inlineValue = true;
     }
+    // A name listed with a leading "!" is a flag: it takes no value.
+    if (!inlineValue && word.compare(0, 2, "--") == 0 &&
+        std::find(valueNames.begin(), valueNames.end(), "!" + name) != valueNames.end()) {
+      options->values[name] = "";
+      continue;
+    }
     if (word.compare(0, 2, "--") != 0 ||
         std::find(valueNames.begin(), valueNames.end(), name) == valueNames.end()) {
       *error = "unknown option " + word;

@@ -18,7 +18,8 @@ struct Options {
   const char* Get(const std::string& name, const char* fallback) const;
 };
 
-// Parses argv[first..argc). valueNames are the options that take a value;
+// Parses argv[first..argc). valueNames are the options that take a value
+// ("!name": a flag without one);
 // "--quiet"/"-q" is always known, and "-j N" is "--jobs N". On an unknown or incomplete option it
 // returns false with error set.
 bool ParseOptions(int argc, char** argv, int first, const std::vector<std::string>& valueNames,

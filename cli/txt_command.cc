@@ -1,72 +1,44 @@
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "cli/commands.h"
 #include "cli/result_messages.h"
-#include "cli/text_encoding.h"
-#include "convert/epub_management.h"
-#include "convert/text_file.h"
-#include "platform/tool/kav_tool.h"
 #include "service/kav_epub.h"
+#include "service/kav_epub_ext.h"
 #include "service/kav_result.h"
 
 namespace kavcli {
 
 namespace {
 
-constexpr int kLinesPerPage = 60;
-
-bool OutputDirExists(const char* output) {
-  char* dir = KavGetRunDirectory(output);
-  bool exists = KavIsFileOrDirExists(dir) != 0;
-  free(dir);
-  return exists;
+// Says which part of a --chapters pattern is wrong; false when it is.
+bool ReportBadPattern(const std::string& pattern) {
+  char message[256];
+  size_t offset = 0;
+  if (KavCheckChapterPattern(pattern.c_str(), message, sizeof message, &offset) == KAV_OK) {
+    return false;
+  }
+  fprintf(stderr, "kav-epub: --chapters: %s at offset %zu: %s<-- here%s\n", message, offset,
+          pattern.substr(0, offset).c_str(), pattern.substr(offset).c_str());
+  return true;
 }
 
-// The library's text conversion leaves title and author empty, so a named
-// book is built through the page-by-page entries, in the same order and with
-// the same pages and progress as the one-call conversion.
-int BuildNamedTextBook(TEpubService* service, const char* input, const char* output,
-                       const char* workDir, const char* title, const char* author,
-                       ProgressBar* bar) {
-  if (!OutputDirExists(output)) return KAV_ERR_NO_OUTPUT_DIR;
-  int code = service->InitEpub(service->data, workDir, title, author);
-  if (code != 0) return code;
-  FILE* text = kav_convert::OpenTextFile(input);
-  if (text == nullptr) return KAV_ERR_OPEN;
-  int total = GetPageNumForTXT(input) + 1;
-  code = service->StartPage(service->data);
-  int page = 0;
-  int onPage = 0;
-  bool cancelled = false;
-  if (code == 0 && total > 1) {
-    page = 1;
-    cancelled = ProgressBar::Report(bar, page, total) == KAV_PROGRESS_CANCEL;
+// Names the byte that does not decode, as only the tool can say it.
+void ReportBadText(int code, const std::string& input, const char* named) {
+  ToolError error;
+  error.subject = input;
+  char encoding[128];
+  KavCheckTextEncoding(input.c_str(), named, encoding, sizeof encoding, &error.offset, &error.byte);
+  error.encoding = encoding;
+  if (code == KAV_ERR_UNKNOWN_ENCODING) {
+    error.kind = ToolFailure::kUnknownEncoding;
+    error.subject = encoding;
+  } else if (code == KAV_ERR_UNCLEAR_ENCODING) {
+    error.kind = ToolFailure::kUnclearEncoding;
+  } else {
+    error.kind = error.byte < 0 ? ToolFailure::kTruncatedText : ToolFailure::kUndecodable;
   }
-  char line[256];
-  while (code == 0 && !cancelled && !feof(text)) {
-    memset(line, 0, sizeof line);
-    if (fgets(line, 255, text) == nullptr) continue;
-    if (onPage >= kLinesPerPage) {
-      if ((code = service->EndPage(service->data)) != 0) break;
-      if ((code = service->StartPage(service->data)) != 0) break;
-      onPage = 0;
-      cancelled = ProgressBar::Report(bar, ++page, total) == KAV_PROGRESS_CANCEL;
-      if (cancelled) break;
-    }
-    ++onPage;
-    code = service->AddTextLineToPage(service->data, line);
-  }
-  fclose(text);
-  // A cancel is reported as success, as the library's own conversion does.
-  if (cancelled) return 0;
-  if (code != 0) return code;
-  if ((code = service->EndPage(service->data)) != 0) return code;
-  if ((code = service->GenerateEpub(service->data, output)) != 0) return code;
-  ProgressBar::Report(bar, page + 1, total);
-  return 0;
+  fprintf(stderr, "kav-epub: %s\n", ToolMessage(error).c_str());
 }
 
 }  // namespace
@@ -74,33 +46,37 @@ int BuildNamedTextBook(TEpubService* service, const char* input, const char* out
 int RunTxt(const Options& options) {
   if (options.positional.size() != 2) {
     fprintf(stderr,
-            "usage: kav-epub txt INPUT.txt OUTPUT.epub [--title T] [--author A] [--encoding E] "
-            "[--quiet]\n");
+            "usage: kav-epub txt INPUT.txt OUTPUT.epub [--title T] [--author A] [--language L] "
+            "[--cover IMAGE] [--chapters PATTERN | --no-chapters] [--encoding E] [--quiet]\n");
     return kExitUsage;
   }
+  const std::string input = options.positional[0];
   const char* output = options.positional[1].c_str();
+  if (options.Has("chapters") && ReportBadPattern(options.Get("chapters", ""))) return kExitUsage;
+  if (options.Has("cover")) WarnOfSkippedCover(options.Get("cover", ""));
   return RunConversion(
-      "txt", options.quiet, output,
-      [&](TEpubService* service, const char* workDir, ProgressBar* bar) {
-        std::string text;
-        ToolError error;
-        switch (PrepareUtf8Text(options.positional[0], options.Get("encoding", ""), workDir, bar,
-                                &text, &error)) {
-          case TextStatus::kReady:
-            break;
-          case TextStatus::kCancelled:
-            return 0;  // reported as the library reports a cancel
-          case TextStatus::kFailed:
-            bar->Finish();
-            fprintf(stderr, "kav-epub: %s\n", ToolMessage(error).c_str());
-            return kToolFailureReported;
+      "txt", options.quiet, output, [&](TEpubService*, const char* workDir, ProgressBar* bar) {
+        KavBookOptions* book = KavOptionsCreate();
+        if (book == nullptr) return static_cast<int>(KAV_ERR_NULL_HANDLE);
+        int code = KAV_OK;
+        for (const char* name : {"title", "author", "language", "cover", "chapters", "encoding"}) {
+          if (code == KAV_OK && options.Has(name)) {
+            code = KavOptionsSet(book, name, options.Get(name, ""));
+          }
         }
-        const char* input = text.c_str();
-        if (!options.Has("title") && !options.Has("author")) {
-          return service->Txt2Epub(input, output, workDir, "", "", bar, ProgressBar::Report);
+        if (code == KAV_OK && options.Has("no-chapters"))
+          code = KavOptionsSet(book, "chapters", "off");
+        if (code == KAV_OK) {
+          code = KavEpubConvertText(input.c_str(), output, workDir, book, bar, ProgressBar::Report);
         }
-        return BuildNamedTextBook(service, input, output, workDir, options.Get("title", ""),
-                                  options.Get("author", ""), bar);
+        KavOptionsFree(book);
+        if (code == KAV_ERR_BAD_TEXT || code == KAV_ERR_UNKNOWN_ENCODING ||
+            code == KAV_ERR_UNCLEAR_ENCODING) {
+          bar->Finish();
+          ReportBadText(code, input, options.Get("encoding", "auto"));
+          return kToolFailureReported;
+        }
+        return code;
       });
 }
 

@@ -17,6 +17,7 @@ set(KAV_INSTALL_HEADERS
   platform/mobi/kav_mobi.h
   platform/tool/kav_tool.h
   service/kav_epub.h
+  service/kav_epub_ext.h
   service/kav_export.h
   service/kav_result.h
   xml/xhtml1_strict_dtd.h

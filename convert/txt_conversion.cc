@@ -5,6 +5,7 @@
 #include "builder/epub_base.h"
 #include "convert/epub_management.h"
 #include "convert/progress_report.h"
+#include "convert/text_chunks.h"
 #include "convert/text_file.h"
 #include "convert/text_lines.h"
 #include "platform/tool/kav_tool.h"
@@ -61,11 +62,11 @@ int EpubManagement::TXT2Epub(const char* txtPath, const char* epubPath, void* us
   }
 
   LoopEnd end = LoopEnd::kEndOfFile;
+  kav_convert::TextChunks chunks(text);
   while (!feof(text)) {
-    char buffer[kav_convert::kLineBufferSize];
-    memset(buffer, 0, sizeof(buffer));
-    if (fgets(buffer, kav_convert::kLineReadLimit, text) == nullptr) {
-      if (ferror(text)) {
+    // The sixtieth chunk of a page is the last one on it.
+    if (!chunks.Next(onPage == kav_convert::kLinesPerPage - 1)) {
+      if (chunks.failed()) {
         // An unreadable stream (a directory, an I/O error) never reaches its
         // end: report it like a file that cannot be opened.
         result = KAV_ERR_OPEN;
@@ -98,7 +99,7 @@ int EpubManagement::TXT2Epub(const char* txtPath, const char* epubPath, void* us
     ++onPage;
     // The line goes in as read, its line feed included: the builder's line
     // classifier needs it.
-    result = epub->AddTextLineToPage(buffer);
+    result = epub->AddTextLineToPage(chunks.text());
     if (result != KAV_OK) {
       end = LoopEnd::kFailed;
       break;

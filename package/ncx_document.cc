@@ -15,8 +15,8 @@ namespace {
 constexpr char kNcxNamespace[] = "http://www.daisy.org/z3986/2005/ncx/";
 
 // Adds navigation point number `order`, pointing to src, under the newest
-// navMap of doc.
-void AddNavPoint(XMLBase& doc, int order, const char* src) {
+// navMap of doc; its label is label, or the point's number when it has none.
+void AddNavPoint(XMLBase& doc, int order, const char* src, const char* label) {
   // Room for "c" and any int, so a large count cannot overrun the buffer.
   char id[16] = {};
   std::snprintf(id, sizeof(id), "c%d", order);
@@ -29,10 +29,9 @@ void AddNavPoint(XMLBase& doc, int order, const char* src) {
 
   // The newest-match lookup puts these into the point just added, and the
   // label into its own text element rather than the one of docTitle.
-  // Points carry no chapter titles: the label is the point's number.
   doc.AddXMLNode("navPoint", "navLabel", nullptr);
   doc.AddXMLNode("navLabel", "text", nullptr);
-  doc.AddTextToNode("text", number);
+  doc.AddTextToNode("text", label != nullptr ? EscapeAmpersands(label).c_str() : number);
 
   AttrChain content;
   content.Add("src", src);
@@ -79,10 +78,13 @@ int XMLFile::InitNcxFile(const char* title) {
   return KAV_OK;
 }
 
-int XMLFile::AddRecordToNcx(const char* src) {
+int XMLFile::AddRecordToNcx(const char* src) { return AddRecordToNcx(src, nullptr); }
+
+int XMLFile::AddRecordToNcx(const char* src, const char* label) {
   // navOrder is only meaningful once the document exists.
   if (ncxDoc == nullptr) return KAV_OK;
-  navPoints.push_back(NavPoint{navOrder, src != nullptr ? src : ""});
+  navPoints.push_back(NavPoint{navOrder, src != nullptr ? src : "", label != nullptr,
+                               label != nullptr ? label : ""});
   ++navOrder;
   return KAV_OK;
 }
@@ -90,7 +92,9 @@ int XMLFile::AddRecordToNcx(const char* src) {
 int XMLFile::SaveNcxFile(const char* path) {
   if (ncxDoc == nullptr) return KAV_ERR_NO_PAGE;
   const RecordRun points{"navMap", navPoints.size(), [this](XMLBase& doc, std::size_t i) {
-                           AddNavPoint(doc, navPoints[i].order, navPoints[i].src.c_str());
+                           const NavPoint& point = navPoints[i];
+                           AddNavPoint(doc, point.order, point.src.c_str(),
+                                       point.labelled ? point.label.c_str() : nullptr);
                          }};
   return static_cast<int>(static_cast<RecordDocument*>(ncxDoc)->SaveWithRecords(path, {points}));
 }

@@ -113,6 +113,11 @@ int XMLFile::InitOpfFile(const char* title, const char* author) {
   return KAV_OK;
 }
 
+int XMLFile::SetOpfLanguage(const char* language) {
+  if (opfDoc == nullptr) return KAV_ERR_NO_PAGE;
+  return static_cast<int>(opfDoc->AddTextToNode("dc:language", EscapeAmpersands(language).c_str()));
+}
+
 int XMLFile::AddCoverToOpf(const char* coverPage, const char* coverImage) {
   // Without a package document there is nothing to add to.
   if (opfDoc == nullptr) return KAV_OK;

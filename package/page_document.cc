@@ -1,7 +1,12 @@
 // Page documents: XHTML pages of paragraphs, images and simple tables, and
 // the cover page with its page-filling picture.
 
+#include <libxml/tree.h>
+
+#include <cstring>
+
 #include "package/attr_chain.h"
+#include "package/document_text.h"
 #include "package/xml_file.h"
 #include "service/kav_result.h"
 #include "xml/xml_base.h"
@@ -111,5 +116,47 @@ unsigned int XMLFile::SaveHtml(const char* path) {
   // Every failure reads the same here, unlike the other documents' saves.
   if (pageDoc == nullptr) return kSaveFailed;
   if (pageDoc->SaveFile(path) != KAV_OK) return kSaveFailed;
+  return KAV_OK;
+}
+
+namespace {
+
+// The first element child of node, or null.
+xmlNode* FirstElement(xmlNode* node) {
+  for (xmlNode* child = node != nullptr ? node->children : nullptr; child != nullptr;
+       child = child->next) {
+    if (child->type == XML_ELEMENT_NODE) return child;
+  }
+  return nullptr;
+}
+
+bool NameIs(const xmlNode* node, const char* name) {
+  return node != nullptr && std::strcmp(reinterpret_cast<const char*>(node->name), name) == 0;
+}
+
+}  // namespace
+
+int XMLFile::SetHtmlHeading(const char* text) {
+  if (pageDoc == nullptr || pageDoc->Document() == nullptr) return KAV_ERR_NO_PAGE;
+  xmlNode* html = xmlDocGetRootElement(pageDoc->Document());
+  xmlNode* body = nullptr;
+  for (xmlNode* child = html != nullptr ? html->children : nullptr; child != nullptr;
+       child = child->next) {
+    if (NameIs(child, "body")) body = child;
+  }
+  if (body == nullptr) return KAV_ERR_NO_ELEMENT;
+  xmlNode* heading = FirstElement(body);
+  if (!NameIs(heading, "h2")) {
+    heading = xmlNewDocNode(pageDoc->Document(), nullptr, BAD_CAST "h2", nullptr);
+    if (heading == nullptr) return KAV_ERR_XML_CREATE;
+    xmlNode* first = body->children;
+    if (first != nullptr) {
+      xmlAddPrevSibling(first, heading);
+    } else {
+      xmlAddChild(body, heading);
+    }
+  }
+  // Set as the other texts are, so an ampersand is written once.
+  xmlNodeSetContent(heading, BAD_CAST EscapeAmpersands(text).c_str());
   return KAV_OK;
 }

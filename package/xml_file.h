@@ -37,10 +37,14 @@ class KAV_EXPORT XMLFile {
   int AddCoverToOpf(const char* coverPage, const char* coverImage);
   int AddRecordToOpf(const char* fileName);
   int SaveOpfFile(const char* path);
+  // Replaces the dc:language text ("en" until then). 409 without a document.
+  int SetOpfLanguage(const char* language);
 
   // Navigation document. AddRecordToNcx needs InitNcxFile first.
   int InitNcxFile(const char* title);
   int AddRecordToNcx(const char* src);
+  // The same with label as the point's text instead of its number (null: the number).
+  int AddRecordToNcx(const char* src, const char* label);
   int SaveNcxFile(const char* path);
 
   // Writes META-INF/container.xml at path in one call.
@@ -53,6 +57,9 @@ class KAV_EXPORT XMLFile {
   int AddImageToXhtml(const char* href);
   int AddFormToHtml(const char* text, FormOperator op);
   unsigned int SaveHtml(const char* path);
+  // Puts a heading element with text first in the page body, or replaces the
+  // text of the one put there before. 409 without a page.
+  int SetHtmlHeading(const char* text);
 
  private:
   // A manifest item after the package document's fixed ones: a record
@@ -62,10 +69,13 @@ class KAV_EXPORT XMLFile {
     int number;
     unsigned int name;
   };
-  // A navigation point: its number and the file it points to.
+  // A navigation point: its number, the file it points to and, when a page
+  // was given a heading, its label (otherwise the number is the label).
   struct NavPoint {
     int order;
     std::string src;
+    bool labelled;
+    std::string label;
   };
 
   XMLBase* opfDoc;  // package/record_document.h's RecordDocument

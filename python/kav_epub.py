@@ -13,6 +13,14 @@
         epub.generate_epub("hello.epub")
         epub.clear_up()
 
+    # A whole text as kav-epub txt makes it: chapters, title, language.
+    kav_epub.convert_text("novel.txt", "novel.epub", "/tmp/work",
+                          author="Me", chapters="auto", language="auto")
+
+Page by page, set_page_heading, set_page_listed and set_language add a
+chapter's heading and table-of-contents label, keep a page out of the table
+of contents, and set the book's language (service/kav_epub_ext.h).
+
 Every failing entry raises KavEpubError carrying the library's result code
 (the names are in service/kav_result.h). The library is found by the path
 given to EpubService, else the environment variable KAV_EPUB_LIBRARY, else
@@ -22,7 +30,8 @@ libKav_Epub.so.1 where the system finds libraries (the installed package).
 import ctypes
 import os
 
-__all__ = ["CANCEL", "EpubService", "KavEpubError", "copyright", "find_library"]
+__all__ = ["CANCEL", "EpubService", "KavEpubError", "check_chapter_pattern", "convert_text",
+           "copyright", "find_library", "guess_language", "html_title", "is_chapter_heading"]
 
 # A progress callback returns CANCEL to stop a whole-file conversion.
 CANCEL = -2
@@ -99,8 +108,32 @@ def _load(path):
         library.FreeEpubService.argtypes = [ctypes.POINTER(_Service)]
         library.GetEpubCopyright.restype = ctypes.c_void_p
         library.GetEpubCopyright.argtypes = []
+        _declare_extension(library)
         _loaded[path] = library
     return _loaded[path]
+
+
+def _declare_extension(library):
+    """The C types of the extension entries (service/kav_epub_ext.h)."""
+    record, size = ctypes.POINTER(_Service), ctypes.c_size_t
+    entries = {
+        "KavOptionsCreate": (ctypes.c_void_p, []),
+        "KavOptionsFree": (None, [ctypes.c_void_p]),
+        "KavOptionsSet": (ctypes.c_int, [ctypes.c_void_p, _Str, _Str]),
+        "KavEpubSetLanguage": (ctypes.c_int, [record, _Str]),
+        "KavEpubSetPageHeading": (ctypes.c_int, [record, _Str]),
+        "KavEpubSetPageListed": (ctypes.c_int, [record, ctypes.c_int]),
+        "KavEpubConvertText": (ctypes.c_int, [_Str, _Str, _Str, ctypes.c_void_p, ctypes.c_void_p,
+                                              _ProgressCallback]),
+        "KavCheckChapterPattern": (ctypes.c_int, [_Str, ctypes.c_char_p, size,
+                                                  ctypes.POINTER(size)]),
+        "KavIsChapterHeading": (ctypes.c_int, [_Str, size, _Str]),
+        "KavGuessLanguage": (ctypes.c_int, [_Str, size, ctypes.c_char_p, size]),
+        "KavHtmlTitle": (ctypes.c_int, [_Str, ctypes.c_char_p, size]),
+    }
+    for name, (result, arguments) in entries.items():
+        getattr(library, name).restype = result
+        getattr(library, name).argtypes = arguments
 
 
 def _bytes(text):
@@ -188,6 +221,24 @@ class EpubService:
     def generate_epub(self, epub_path):
         self._book("GenerateEpub", epub_path)
 
+    # Extension settings: the book's language (after init_epub); the page
+    # being built's heading and table-of-contents label, or its absence from
+    # the table of contents (between start_page and end_page).
+    def set_language(self, bcp47):
+        self._extension("KavEpubSetLanguage", _bytes(bcp47))
+
+    def set_page_heading(self, heading):
+        self._extension("KavEpubSetPageHeading", _bytes(heading))
+
+    def set_page_listed(self, listed):
+        self._extension("KavEpubSetPageListed", 1 if listed else 0)
+
+    def _extension(self, name, argument):
+        self._service()
+        code = getattr(self._lib, name)(self._record, argument)
+        if code != 0:
+            raise KavEpubError(name, code)
+
     def clear_up(self):
         """Discards the book in progress and its working files."""
         service = self._service()
@@ -203,26 +254,91 @@ class EpubService:
         return self._convert("Mobi2Epub", progress, mobi_path, epub_path, work_dir)
 
     def _convert(self, name, progress, *arguments):
-        state = {"cancelled": False, "error": None}
+        return _run_conversion(name, progress,
+                               lambda callback: getattr(self._service(), name)(
+                                   *map(_bytes, arguments), None, callback))
 
-        def report(_user, done, total):
-            if state["error"] is not None:
-                return CANCEL
-            try:
-                answer = progress(done, total) if progress else None
-            except BaseException as error:  # raised again once the library has returned
-                state["error"] = error
-                return CANCEL
-            # The last report comes after the book is written: too late to cancel.
-            if answer == CANCEL and done < total:
-                state["cancelled"] = True
-                return CANCEL
-            return 0
 
-        callback = _ProgressCallback(report)  # alive for the whole call
-        code = getattr(self._service(), name)(*map(_bytes, arguments), None, callback)
+def _run_conversion(name, progress, call):
+    """call(callback) runs a whole-file conversion; True when the book was
+    written, False when progress cancelled it."""
+    state = {"cancelled": False, "error": None}
+
+    def report(_user, done, total):
         if state["error"] is not None:
-            raise state["error"]
-        if code != 0:
-            raise KavEpubError(name, code)
-        return not state["cancelled"]
+            return CANCEL
+        try:
+            answer = progress(done, total) if progress else None
+        except BaseException as error:  # raised again once the library has returned
+            state["error"] = error
+            return CANCEL
+        # The last report comes after the book is written: too late to cancel.
+        if answer == CANCEL and done < total:
+            state["cancelled"] = True
+            return CANCEL
+        return 0
+
+    callback = _ProgressCallback(report)  # alive for the whole call
+    code = call(callback)
+    if state["error"] is not None:
+        raise state["error"]
+    if code != 0:
+        raise KavEpubError(name, code)
+    return not state["cancelled"]
+
+
+def convert_text(txt_path, epub_path, work_dir, progress=None, library=None, **options):
+    """A whole text file into a book as kav-epub txt makes it. options: title,
+    author, language ("auto" or a BCP 47 tag), cover, chapters ("auto",
+    "off" or a PCRE2 pattern), encoding ("auto" or an iconv name). True when
+    the book was written, False when progress cancelled it."""
+    lib = _load(library)
+    handle = lib.KavOptionsCreate()
+    if not handle:
+        raise MemoryError("KavOptionsCreate")
+    try:
+        for name, value in options.items():
+            code = lib.KavOptionsSet(handle, _bytes(name), _bytes(value))
+            if code != 0:
+                raise KavEpubError(f"KavOptionsSet({name})", code)
+        return _run_conversion(
+            "KavEpubConvertText", progress,
+            lambda callback: lib.KavEpubConvertText(_bytes(txt_path), _bytes(epub_path),
+                                                    _bytes(work_dir), handle, None, callback))
+    finally:
+        lib.KavOptionsFree(handle)
+
+
+def check_chapter_pattern(pattern, library=None):
+    """None when pattern compiles; else (PCRE2's message, offset in bytes)."""
+    message, offset = ctypes.create_string_buffer(256), ctypes.c_size_t(0)
+    code = _load(library).KavCheckChapterPattern(_bytes(pattern), message, len(message),
+                                                 ctypes.byref(offset))
+    return None if code == 0 else (message.value.decode("utf-8", "replace"), offset.value)
+
+
+def is_chapter_heading(line, pattern=None, library=None):
+    """Whether a text line is a chapter heading (built-in shapes or pattern)."""
+    data = _bytes(line)
+    code = _load(library).KavIsChapterHeading(data, len(data), _bytes(pattern))
+    if code not in (0, 1):
+        raise KavEpubError("KavIsChapterHeading", code)
+    return code == 1
+
+
+def guess_language(text, library=None):
+    """The BCP 47 tag of a text's language, guessed from its script."""
+    data, tag = _bytes(text), ctypes.create_string_buffer(16)
+    code = _load(library).KavGuessLanguage(data, len(data), tag, len(tag))
+    if code != 0:
+        raise KavEpubError("KavGuessLanguage", code)
+    return tag.value.decode("ascii")
+
+
+def html_title(html_path, library=None):
+    """The text of an HTML file's <title>; "" when it has none."""
+    title = ctypes.create_string_buffer(1024)
+    code = _load(library).KavHtmlTitle(_bytes(html_path), title, len(title))
+    if code != 0:
+        raise KavEpubError("KavHtmlTitle", code)
+    return title.value.decode("utf-8", "replace")

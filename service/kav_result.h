@@ -21,6 +21,16 @@ enum KavResult {
   KAV_ERR_NO_DOCUMENT = 416,      // a document operation without a document
   KAV_ERR_MOBI_HTML_SAVE = 417,   // the rewritten MOBI HTML file could not be saved
   KAV_ERR_VALID_CTXT = 418,       // the validation context could not be created
+  // The extension interface (service/kav_epub_ext.h).
+  KAV_ERR_NULL_HANDLE = 440,      // the service record or options object is null
+  KAV_ERR_NO_OPEN_PAGE = 441,     // a page setting without a page being built
+  KAV_ERR_BAD_LANGUAGE = 442,     // not a language tag (BCP 47: "en", "zh-Hant", "pt-BR")
+  KAV_ERR_BAD_PATTERN = 443,      // a chapter pattern that does not compile
+  KAV_ERR_UNKNOWN_OPTION = 444,   // an option name the library does not know
+  KAV_ERR_BAD_OPTION = 445,       // a value the option does not take
+  KAV_ERR_UNKNOWN_ENCODING = 446, // a text encoding that iconv does not know
+  KAV_ERR_UNCLEAR_ENCODING = 447, // the text's encoding cannot be told; name it
+  KAV_ERR_BAD_TEXT = 448,         // the text is not valid in its encoding, or ends inside a character
 };
 
 #endif  // KAV_EPUB_SERVICE_KAV_RESULT_H_

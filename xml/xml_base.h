@@ -74,6 +74,9 @@ class KAV_EXPORT XMLBase {
   // Newest match; may answer from the node it found last (see lastFound).
   xmlNode* FindLastNode(xmlNode* start, const char* path);
 
+  // The libxml2 document, null before Init; owned by this object.
+  xmlDoc* Document() const { return doc; }
+
   // Writes the document unformatted in UTF-8.
   unsigned int SaveFile(const char* fileName);
 

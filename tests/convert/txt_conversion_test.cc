@@ -78,6 +78,34 @@ TEST_F(TxtConversionTest, OnlyMinusTwoBeforeTheLastReportCancels) {
   }
 }
 
+size_t Count(const std::vector<std::string>& pages, const std::string& needle) {
+  size_t count = 0;
+  for (const std::string& page : pages) {
+    for (size_t at = page.find(needle); at != std::string::npos; at = page.find(needle, at + 1)) {
+      ++count;
+    }
+  }
+  return count;
+}
+
+// A character that a page's last chunk cuts off is kept whole on the next
+// page. The long line starts on a page's sixtieth chunk and runs past the
+// next page boundary too; the padding moves the cut through every byte of
+// a 2-, 3- and 4-byte character.
+TEST_F(TxtConversionTest, KeepsEveryCharacterThatAPageBoundaryCuts) {
+  for (const std::string character : {"\u00e9", "\u4e2d", "\U0001F600"}) {
+    for (int pad = 249; pad <= 254; ++pad) {
+      const int count = 6000;
+      const std::string text =
+          Repeat("a\n", 59) + Repeat("x", pad) + Repeat(character, count) + "\nend\n";
+      ASSERT_CODE(KAV_OK, Convert(text, nullptr, t, e, root));
+      EXPECT_EQ(std::make_pair(static_cast<size_t>(count), size_t{0}),
+                std::make_pair(Count(pages, character), Count(pages, "\uFFFD")))
+          << character.size() << " bytes, pad " << pad;
+    }
+  }
+}
+
 TEST_F(TxtConversionTest, BadArgumentsGiveTheirCodes) {
   const std::string missing = tmp / "missing", lost = missing + "/b.epub";
   // {txt, epub, root, code, builder's directory laid out}

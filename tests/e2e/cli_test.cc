@@ -18,26 +18,38 @@ class Cli : public kave2e::KavEpubTest {
   std::string sample_ = kavtest::SourcePath("samples/the-clockmakers-apprentice.txt");
 };
 
-// Without a title the one-call conversion makes the book (its title empty);
-// with one, the pages are built one by one through the record, and come out
-// the same. Both books pass epubcheck.
-TEST_F(Cli, TxtMakesItsBookSilentlyAndCleansUp) {
+// By default the sample's "Part ..." lines become chapters listed under their
+// own text, the lines before them a page listed under the title, which is
+// the file's name. --no-chapters gives the numbered sixty-line pages. Both
+// pass epubcheck with no empty-title warning.
+TEST_F(Cli, TxtMakesAChapteredBookNamedAfterItsFileSilentlyAndCleansUp) {
   std::string epub = dir_ / "book.epub", named = dir_ / "named.epub", output;  // of both runs
   for (const std::string& out :
-       {"'" + epub + "'", "'" + named + "' --title 'Tom & Jerry <Tales>' --author Kav"})
+       {"'" + epub + "'",
+        "'" + named + "' --no-chapters --title 'Tom & Jerry <Tales>' --author Kav"})
     ASSERT_EQ(0, Run("txt '" + sample_ + "' " + out, &output)) << output;
   EXPECT_EQ("", output) << "no progress bar when standard error is not a terminal";
   EXPECT_TRUE(kavtest::ListFiles(tmp_).empty()) << "the working directory is removed";
   auto book = kave2e::ReadBook(epub), namedBook = kave2e::ReadBook(named);
-  const char* kPeople = "//dc:title | //dc:creator";
-  EXPECT_EQ((Strings{"", ""}), kave2e::XPathTexts(book["OEBPS/content.opf"].data, kPeople));
-  EXPECT_EQ((Strings{"Tom & Jerry <Tales>", "Kav"}),
+  const char* kPeople = "//dc:title | //dc:creator | //dc:language";
+  EXPECT_EQ((Strings{"the-clockmakers-apprentice", "", "en"}),
+            kave2e::XPathTexts(book["OEBPS/content.opf"].data, kPeople));
+  EXPECT_EQ((Strings{"Tom & Jerry <Tales>", "Kav", "en"}),
             kave2e::XPathTexts(namedBook["OEBPS/content.opf"].data, kPeople));
-  for (const char* page : {"OEBPS/page-1.html", "OEBPS/page-2.html"})
-    EXPECT_EQ(book[page].data, namedBook[page].data) << page;
-  EXPECT_EQ(0u, book.count("OEBPS/page-3.html"));
+  Strings labels = {"the-clockmakers-apprentice"};
+  for (const std::string& line : kavtest::Lines(kavtest::ReadFile(sample_)))
+    if (line.rfind("Part ", 0) == 0) labels.push_back(line);
+  ASSERT_EQ(4u, labels.size());
+  EXPECT_EQ(labels, kave2e::XPathTexts(book["OEBPS/toc.ncx"].data, "//ncx:navLabel"));
+  for (size_t i = 1; i < labels.size(); ++i) {
+    const std::string page = "OEBPS/page-" + std::to_string(i + 1) + ".html";
+    EXPECT_EQ(Strings{labels[i]}, kave2e::XPathTexts(book[page].data, "//x:h2")) << page;
+  }
+  EXPECT_EQ((Strings{"1", "2"}),
+            kave2e::XPathTexts(namedBook["OEBPS/toc.ncx"].data, "//ncx:navLabel"));
+  EXPECT_EQ(0u, namedBook.count("OEBPS/page-3.html"));
   kave2e::ExpectOnlyFindings(named, kave2e::kUsualFindings);
-  kave2e::ExpectOnlyFindings(epub, {"HTM-004", "RSC-005", "NCX-001", "OPF-085", "OPF-055"});
+  kave2e::ExpectOnlyFindings(epub, kave2e::kUsualFindings);
 }
 
 TEST_F(Cli, CommandLinesGiveTheirStatusAndMessage_FailuresOneLineAndNoBook) {
@@ -52,6 +64,11 @@ TEST_F(Cli, CommandLinesGiveTheirStatusAndMessage_FailuresOneLineAndNoBook) {
       {"txt '/dev/zero" + to, 1, {"(code 404)"}},
       {"txt only-one-argument", 2, {"usage: kav-epub txt"}},
       {"txt a b --colour red", 2, {"unknown option --colour"}},
+      // The part of the pattern that is wrong is shown.
+      {"txt '" + sample_ + to + " --chapters '^Chapter (\\d+'",
+       2,
+       {"--chapters: missing closing parenthesis at offset 13: ^Chapter (\\d+<-- here"}},
+      {"txt '" + sample_ + to + " --language 'not a tag'", 1, {"not a language tag"}},
       {"frobnicate", 2, {"unknown command"}},
       {"", 2, {"usage: kav-epub"}},
       {"--help", 0, {"txt ", "html ", "mobi "}},
@@ -102,6 +119,12 @@ TEST_F(Cli, HtmlSiteBecomesAFlatBookWithACover) {
             kave2e::XPathTexts(book["OEBPS/content.opf"].data, "//opf:item[@id='cover-image']/@*"));
   EXPECT_EQ(13u, book.size()) << "the three pages, the picture, the cover and the book's own";
   EXPECT_EQ((Strings{"Home"}), kave2e::XPathTexts(book["OEBPS/page-1.html"].data, "//x:h1"));
+  // Without --title the book is named by the top page's title.
+  ASSERT_EQ(0, kave2e::KavEpub("cd '" + dir_ / "site" + "' &&",
+                               "html index.html ../untitled.epub --quiet", &output));
+  EXPECT_EQ((Strings{"index.html"}),
+            kave2e::XPathTexts(kave2e::ReadBook(dir_ / "untitled.epub")["OEBPS/content.opf"].data,
+                               "//dc:title"));
   kave2e::ExpectOnlyFindings(
       epub, {"HTM-004", "OPF-085", "NCX-001", "RSC-005", "RSC-010", "OPF-029", "RSC-012"});
 }

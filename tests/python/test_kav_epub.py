@@ -69,6 +69,54 @@ class KavEpubTest(unittest.TestCase):
         self.assertIn("images/p.png", self.page("OEBPS/page-2.html"))
         self.assertTrue(kav_epub.copyright())
 
+    def test_text_book_with_chapters_and_the_extension_settings(self):
+        with open(self.txt, "w", encoding="utf-8") as f:
+            f.write("\u7b2c\u4e00\u7ae0 \u98ce\u8d77\n" + "\u4ed6\u8d70\u4e86\u3002\n" * 70
+                    + "\u7b2c\u4e8c\u7ae0\n\u5979\u6765\u4e86\u3002\n")
+        reports = []
+        self.assertTrue(kav_epub.convert_text(self.txt, self.epub, self.work, author="Me",
+                                              cover=self.picture,
+                                              progress=lambda done, total: reports.append(done)))
+        self.assertEqual([1, 2, 3, 4], reports)  # a chapter of two pages, one of one, the book
+        ncx, opf = self.page("OEBPS/toc.ncx"), self.page("OEBPS/content.opf")
+        self.assertEqual(2, ncx.count("<navPoint"))
+        self.assertIn("<text>\u7b2c\u4e00\u7ae0 \u98ce\u8d77</text>", ncx)
+        self.assertNotIn("page-2.html", ncx)  # the continuation page
+        self.assertEqual(4, opf.count("<itemref"))  # the cover page and three pages
+        self.assertIn("<dc:title>book</dc:title>", opf)
+        self.assertIn("<dc:language>zh</dc:language>", opf)
+        self.assertIn('href="images/p.png"', opf)
+        with self.assertRaises(kav_epub.KavEpubError) as raised:
+            kav_epub.convert_text(self.txt, self.epub, self.work, colour="red")
+        self.assertEqual(444, raised.exception.code)
+        self.assertEqual(("missing closing parenthesis", 2), kav_epub.check_chapter_pattern("(a"))
+        self.assertIsNone(kav_epub.check_chapter_pattern("^Act \\d+$"))
+        self.assertTrue(kav_epub.is_chapter_heading("Chapter 3. The Storm"))
+        self.assertFalse(kav_epub.is_chapter_heading("Part of the people went up."))
+        self.assertEqual("ja", kav_epub.guess_language("\u6614\u3005\u3001\u3042\u308b\u5c71"))
+
+        with kav_epub.EpubService() as service:
+            with self.assertRaises(kav_epub.KavEpubError) as raised:
+                service.set_page_heading("x")
+            self.assertEqual(410, raised.exception.code)
+            service.init_epub(self.work, "T", "A")
+            service.set_language("fr")
+            with self.assertRaises(kav_epub.KavEpubError) as raised:
+                service.set_page_listed(False)
+            self.assertEqual(441, raised.exception.code)
+            for heading in ("Ouverture", None):
+                service.start_page()
+                service.add_text_line("Bonjour.\n")
+                if heading:
+                    service.set_page_heading(heading)
+                else:
+                    service.set_page_listed(False)
+                service.end_page()
+            service.generate_epub(self.epub)
+        self.assertIn("<h2>Ouverture</h2>", self.page("OEBPS/page-1.html"))
+        self.assertEqual(1, self.page("OEBPS/toc.ncx").count("<navPoint"))
+        self.assertIn("<dc:language>fr</dc:language>", self.page("OEBPS/content.opf"))
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -1,4 +1,4 @@
-#include "cli/text_encoding.h"
+#include "convert/text_encoding.h"
 
 #include <errno.h>
 #include <iconv.h>
@@ -10,10 +10,11 @@
 #include <cstring>
 #include <vector>
 
-#include "convert/progress_callback.h"
+#include "convert/progress_report.h"
 #include "convert/text_file.h"
+#include "service/kav_result.h"
 
-namespace kavcli {
+namespace kav_convert {
 
 namespace {
 
@@ -82,31 +83,34 @@ std::string AskUchardet(const std::string& sample) {
 // leading U+FEFF is dropped, whatever the encoding.
 class Decoder {
  public:
-  Decoder(FILE* in, long long start, long long size, FILE* out, ProgressBar* bar)
-      : in_(in), offset_(start), size_(size), out_(out), bar_(bar), out_buffer_(4 * kBlockSize) {}
+  Decoder(FILE* in, long long start, long long size, FILE* out, void* user,
+          ProgressCallback progress)
+      : in_(in),
+        offset_(start),
+        size_(size),
+        out_(out),
+        user_(user),
+        progress_(progress),
+        out_buffer_(4 * kBlockSize) {}
 
-  TextStatus Run(const std::string& from, ToolError* error) {
-    iconv_t cd = iconv_open("UTF-8", from.c_str());
-    if (cd == reinterpret_cast<iconv_t>(-1)) {
-      error->kind = ToolFailure::kUnknownEncoding;
-      error->subject = from;
-      return TextStatus::kFailed;
-    }
+  int Run(const std::string& from, TextProblem* error) {
     error->encoding = from;
-    const TextStatus status = Decode(cd, error);
+    iconv_t cd = iconv_open("UTF-8", from.c_str());
+    if (cd == reinterpret_cast<iconv_t>(-1)) return KAV_ERR_UNKNOWN_ENCODING;
+    const int status = Decode(cd, error);
     iconv_close(cd);
     return status;
   }
 
  private:
-  TextStatus Decode(iconv_t cd, ToolError* error) {
+  int Decode(iconv_t cd, TextProblem* error) {
     std::vector<char> in(kBlockSize);
     size_t pending = 0;  // bytes of a character cut off by the last block
     for (;;) {
       const size_t got = fread(in.data() + pending, 1, in.size() - pending, in_);
-      if (got == 0 && ferror(in_)) return Fail(ToolFailure::kReadInput, errno, error);
-      if (got == 0 && pending > 0) return Fail(ToolFailure::kTruncatedText, 0, error);
-      if (got == 0) return Flush(cd, error);
+      if (got == 0 && ferror(in_)) return KAV_ERR_OPEN;
+      if (got == 0 && pending > 0) return Fail(-1, error);
+      if (got == 0) return Flush(cd);
       char* src = in.data();
       size_t left = pending + got;
       while (left > 0) {
@@ -114,32 +118,31 @@ class Decoder {
         size_t room = out_buffer_.size();
         const size_t result = iconv(cd, &src, &left, &dst, &room);
         const int reason = result == static_cast<size_t>(-1) ? errno : 0;
-        if (!Write(dst)) return Fail(ToolFailure::kWriteText, 0, error);
+        if (!Write(dst)) return KAV_ERR_OPEN;
         if (reason == E2BIG) continue;
         if (reason == EINVAL) break;  // the rest comes with the next block
         if (reason != 0) {
           offset_ += src - in.data();
-          return Fail(ToolFailure::kUndecodable, static_cast<unsigned char>(*src), error);
+          return Fail(static_cast<unsigned char>(*src), error);
         }
       }
       offset_ += src - in.data();
       pending = left;
       memmove(in.data(), src, pending);
       // Sizes in KB keep a file of terabytes inside an int.
-      if (ProgressBar::Report(bar_, static_cast<int>(offset_ >> 10),
-                              static_cast<int>(size_ >> 10)) == KAV_PROGRESS_CANCEL) {
-        return TextStatus::kCancelled;
+      if (IsCancel(ReportProgress(progress_, user_, static_cast<int>(offset_ >> 10),
+                                  static_cast<int>(size_ >> 10)))) {
+        return KAV_PROGRESS_CANCEL;
       }
     }
   }
 
   // Ends a stateful encoding's last shift sequence.
-  TextStatus Flush(iconv_t cd, ToolError* error) {
+  int Flush(iconv_t cd) {
     char* dst = out_buffer_.data();
     size_t room = out_buffer_.size();
     iconv(cd, nullptr, nullptr, &dst, &room);
-    if (!Write(dst)) return Fail(ToolFailure::kWriteText, 0, error);
-    return TextStatus::kReady;
+    return Write(dst) ? KAV_OK : KAV_ERR_OPEN;
   }
 
   bool Write(const char* end) {
@@ -153,18 +156,19 @@ class Decoder {
                static_cast<size_t>(end - begin);
   }
 
-  TextStatus Fail(ToolFailure kind, int byte, ToolError* error) {
-    error->kind = kind;
+  // byte -1: the text ends inside a character.
+  int Fail(int byte, TextProblem* error) {
     error->offset = offset_;
     error->byte = byte;
-    return TextStatus::kFailed;
+    return KAV_ERR_BAD_TEXT;
   }
 
   FILE* in_;
   long long offset_;
   long long size_;
   FILE* out_;
-  ProgressBar* bar_;
+  void* user_;
+  ProgressCallback progress_;
   bool first_ = true;
   std::vector<char> out_buffer_;
 };
@@ -188,15 +192,14 @@ std::string DetectEncoding(const std::string& sample, size_t* bomLength) {
   return AskUchardet(sample);
 }
 
-TextStatus PrepareUtf8Text(const std::string& input, const std::string& encoding,
-                           const std::string& workDir, ProgressBar* bar, std::string* utf8Path,
-                           ToolError* error) {
-  error->subject = input;
-  FILE* in = kav_convert::OpenTextFile(input.c_str());
+int PrepareUtf8Text(const std::string& input, const std::string& encoding,
+                    const std::string& copyPath, void* user, ProgressCallback progress,
+                    std::string* utf8Path, TextProblem* problem) {
+  FILE* in = OpenTextFile(input.c_str());
   if (in == nullptr) {
-    // The library reports a file it cannot open, in its order of checks.
+    // The conversion reports a file it cannot open, in its order of checks.
     *utf8Path = input;
-    return TextStatus::kReady;
+    return KAV_OK;
   }
   struct stat info = {};
   fstat(fileno(in), &info);
@@ -206,36 +209,30 @@ TextStatus PrepareUtf8Text(const std::string& input, const std::string& encoding
   std::string from = encoding.empty() ? DetectEncoding(sample, &bomLength) : encoding;
   if (from.empty()) {
     fclose(in);
-    error->kind = ToolFailure::kUnclearEncoding;
-    return TextStatus::kFailed;
+    return KAV_ERR_UNCLEAR_ENCODING;
   }
-  // UTF-8 without a mark is what the library reads: it is only checked, not
-  // copied, since a gigabyte file is common and invalid bytes must still be
-  // found (they would make pages that are not well-formed XML).
-  const bool copy = !IsUtf8Name(from) || StartsWith(sample, kUtf8Bom);
+  // UTF-8 without a mark is what the text path reads: it is only checked,
+  // not copied, since a gigabyte file is common and invalid bytes must still
+  // be found (they would make pages that are not well-formed XML).
+  const bool copy = (!IsUtf8Name(from) || StartsWith(sample, kUtf8Bom)) && !copyPath.empty();
   FILE* out = nullptr;
+  *utf8Path = input;
   if (copy) {
-    *utf8Path = workDir + "/utf8-text.txt";
-    out = fopen(utf8Path->c_str(), "wb");
+    *utf8Path = copyPath;
+    out = fopen(copyPath.c_str(), "wb");
     if (out == nullptr) {
       fclose(in);
-      error->kind = ToolFailure::kWriteText;
-      return TextStatus::kFailed;
+      return KAV_ERR_OPEN;
     }
-  } else {
-    *utf8Path = input;
   }
-  TextStatus status = TextStatus::kFailed;
+  int status = KAV_ERR_OPEN;
   if (fseek(in, static_cast<long>(bomLength), SEEK_SET) == 0) {
-    Decoder decoder(in, static_cast<long long>(bomLength), info.st_size, out, bar);
-    status = decoder.Run(from, error);
+    Decoder decoder(in, static_cast<long long>(bomLength), info.st_size, out, user, progress);
+    status = decoder.Run(from, problem);
   }
   fclose(in);
-  if (out != nullptr && fclose(out) != 0 && status == TextStatus::kReady) {
-    error->kind = ToolFailure::kWriteText;
-    status = TextStatus::kFailed;
-  }
+  if (out != nullptr && fclose(out) != 0 && status == KAV_OK) status = KAV_ERR_OPEN;
   return status;
 }
 
-}  // namespace kavcli
+}  // namespace kav_convert

@@ -1,0 +1,106 @@
+#ifndef KAV_EPUB_SERVICE_KAV_EPUB_EXT_H_
+#define KAV_EPUB_SERVICE_KAV_EPUB_EXT_H_
+
+/* Extensions of libKav_Epub's C interface. They only add to it: a host that
+   never calls them gets the books it always got, and later versions add
+   functions and option names but never change or remove these. Every
+   function returns 0 or a result code (service/kav_result.h); strings are
+   UTF-8 and borrowed for the call.
+
+   Page by page, between StartPage and EndPage of a record's book:
+     KavEpubSetPageHeading  a heading at the top of the page, which is also
+                            its label in the navigation document (toc.ncx);
+     KavEpubSetPageListed   0 keeps the page out of the navigation document
+                            (a chapter's continuation page); it stays in the
+                            reading order;
+   and after InitEpub:
+     KavEpubSetLanguage     the book's dc:language ("en" unless set).
+
+   A whole text file, as kav-epub txt makes it:
+     KavBookOptions* options = KavOptionsCreate();
+     KavOptionsSet(options, "title", "The Lantern");
+     KavEpubConvertText("in.txt", "out.epub", workDir, options, user, progress);
+     KavOptionsFree(options);
+   Options (unset: the default in brackets):
+     title     the book's title [the file's name without its extension]
+     author    the book's author [none]
+     language  a BCP 47 tag, or "auto" to guess it from the text's script [auto]
+     cover     a .jpeg, .jpg, .png or .gif picture for a cover page [none]
+     chapters  "auto": a line that is a heading ("Chapter 12", "Part One",
+               "第一章 风起", "第一話", ...) starts a chapter, listed under its
+               own text; "off": pages of sixty lines, listed by number; or a
+               Perl-compatible regular expression (PCRE2, UTF-8) that a
+               heading line matches [auto]
+     encoding  "auto" to detect it (byte-order mark, UTF-16, UTF-8, else a
+               guess), or an iconv name such as "GB18030" [auto]
+*/
+
+#include <stddef.h>
+
+#include "convert/progress_callback.h"
+#include "service/kav_epub.h"
+#include "service/kav_export.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct KavBookOptions KavBookOptions;
+
+/* A new, empty options object (every option at its default), or null. */
+KAV_EXPORT KavBookOptions* KavOptionsCreate(void);
+/* Releases it; null is ignored. */
+KAV_EXPORT void KavOptionsFree(KavBookOptions* options);
+/* Sets one option. Unknown name: KAV_ERR_UNKNOWN_OPTION; a value the option
+   does not take: KAV_ERR_BAD_LANGUAGE, KAV_ERR_BAD_PATTERN or
+   KAV_ERR_BAD_OPTION (the option keeps its former value). A null value
+   restores the default. */
+KAV_EXPORT int KavOptionsSet(KavBookOptions* options, const char* name, const char* value);
+
+/* The book of the record's builder (after InitEpub). Null record:
+   KAV_ERR_NULL_HANDLE; no book: KAV_ERR_NO_BUILDER. */
+KAV_EXPORT int KavEpubSetLanguage(TEpubService* service, const char* bcp47);
+/* The page being built (after StartPage, before EndPage); without one:
+   KAV_ERR_NO_OPEN_PAGE. Set again, the heading's text is replaced. */
+KAV_EXPORT int KavEpubSetPageHeading(TEpubService* service, const char* heading);
+KAV_EXPORT int KavEpubSetPageListed(TEpubService* service, int listed);
+
+/* Converts a whole text file with the options (null: every default). Progress
+   as Txt2Epub reports it: (page, pages + 1) as each page starts, then
+   (pages + 1, pages + 1) once the book is written; a callback that returns -2
+   before that cancels, and the result is then 0 with no book written. */
+KAV_EXPORT int KavEpubConvertText(const char* txtPath, const char* epubPath, const char* workDir,
+                                  const KavBookOptions* options, void* user,
+                                  ProgressCallback progress);
+
+/* Whether pattern compiles as a chapter pattern: 0, or KAV_ERR_BAD_PATTERN
+   with PCRE2's message in message (size bytes, may be null) and the byte
+   offset in the pattern where it went wrong in *offset (may be null). */
+KAV_EXPORT int KavCheckChapterPattern(const char* pattern, char* message, size_t size,
+                                      size_t* offset);
+
+/* Whether text (UTF-8, length bytes) is a chapter heading by the built-in
+   shapes (pattern null) or by pattern: 1 or 0, or a result code. */
+KAV_EXPORT int KavIsChapterHeading(const char* text, size_t length, const char* pattern);
+
+/* The language of a UTF-8 text by its script (and, for Latin script, by a
+   guesser when one is installed): a BCP 47 tag written into tag (size
+   bytes). "en" when there is no telling. */
+KAV_EXPORT int KavGuessLanguage(const char* text, size_t length, char* tag, size_t size);
+
+/* The text of an HTML file's <title> element (whitespace collapsed) into
+   title (size bytes); "" when it has none. KAV_ERR_OPEN when the file
+   cannot be parsed. */
+KAV_EXPORT int KavHtmlTitle(const char* htmlPath, char* title, size_t size);
+
+/* Why a text file does not decode: its encoding as named or detected into
+   encoding (size bytes), the offset of the first bad byte and its value.
+   0 when it decodes; otherwise the code KavEpubConvertText gives for it. */
+KAV_EXPORT int KavCheckTextEncoding(const char* txtPath, const char* encodingName,
+                                    char* encoding, size_t size, long long* offset, int* byte);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* KAV_EPUB_SERVICE_KAV_EPUB_EXT_H_ */
