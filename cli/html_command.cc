@@ -56,10 +56,12 @@ int RunHtml(const Options& options) {
     return kExitUsage;
   }
   const char* output = options.positional.back().c_str();
-  return RunConversion("html", options.quiet, output,
-                       [&](TEpubService* service, const char* workDir, ProgressBar* bar) {
-                         return BuildHtmlBook(service, options, output, workDir, bar);
-                       });
+  const std::vector<std::string> inputs(options.positional.begin(), options.positional.end() - 1);
+  return RunConversion(
+      "html", options.quiet, inputs, output,
+      [&](TEpubService* service, const char* workDir, const char* book, ProgressBar* bar) {
+        return BuildHtmlBook(service, options, book, workDir, bar);
+      });
 }
 
 }  // namespace kavcli

@@ -1,6 +1,8 @@
 #include <cstdio>
 
+#include "cli/book_kind.h"
 #include "cli/commands.h"
+#include "cli/result_messages.h"
 #include "service/kav_epub.h"
 
 namespace kavcli {
@@ -12,11 +14,18 @@ int RunMobi(const Options& options) {
   }
   const char* input = options.positional[0].c_str();
   const char* output = options.positional[1].c_str();
-  return RunConversion("mobi", options.quiet, output,
-                       [&](TEpubService* service, const char* workDir, ProgressBar* bar) {
-                         return service->Mobi2Epub(input, output, workDir, bar,
-                                                   ProgressBar::Report);
-                       });
+  return RunConversion(
+      "mobi", options.quiet, {input}, output,
+      [&](TEpubService* service, const char* workDir, const char* book, ProgressBar* bar) {
+        if (!HasMobiHeader(input)) {
+          ToolError error;
+          error.kind = ToolFailure::kNotMobi;
+          error.subject = input;
+          fprintf(stderr, "kav-epub: %s\n", ToolMessage(error).c_str());
+          return kToolFailureReported;
+        }
+        return service->Mobi2Epub(input, book, workDir, bar, ProgressBar::Report);
+      });
 }
 
 }  // namespace kavcli

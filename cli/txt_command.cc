@@ -78,10 +78,9 @@ int RunTxt(const Options& options) {
             "[--quiet]\n");
     return kExitUsage;
   }
-  const char* output = options.positional[1].c_str();
   return RunConversion(
-      "txt", options.quiet, output,
-      [&](TEpubService* service, const char* workDir, ProgressBar* bar) {
+      "txt", options.quiet, {options.positional[0]}, options.positional[1].c_str(),
+      [&](TEpubService* service, const char* workDir, const char* output, ProgressBar* bar) {
         std::string text;
         ToolError error;
         switch (PrepareUtf8Text(options.positional[0], options.Get("encoding", ""), workDir, bar,
