@@ -243,7 +243,7 @@ void PrintSummary(const Tally& tally, bool interrupted) {
 
 int Usage(const ToolError* error) {
   if (error != nullptr) fprintf(stderr, "kav-epub batch: %s\n", ToolMessage(*error).c_str());
-  fprintf(stderr, "usage: kav-epub batch INPUT_DIR OUTPUT_DIR [-j N] [--shard K/N] [--quiet]\n");
+  fprintf(stderr, "usage: kav-epub batch INPUT_DIR OUTPUT_DIR [OPTIONS] (--help lists them)\n");
   return kExitUsage;
 }
 

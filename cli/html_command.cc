@@ -51,8 +51,8 @@ int BuildHtmlBook(TEpubService* service, const Options& options, const char* out
 int RunHtml(const Options& options) {
   if (options.positional.size() < 2) {
     fprintf(stderr,
-            "usage: kav-epub html INDEX.html [MORE.html ...] OUTPUT.epub [--title T] "
-            "[--author A] [--cover IMAGE] [--quiet]\n");
+            "usage: kav-epub html INDEX.html [MORE.html ...] OUTPUT.epub [OPTIONS] "
+            "(--help lists them)\n");
     return kExitUsage;
   }
   const char* output = options.positional.back().c_str();

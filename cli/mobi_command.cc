@@ -9,7 +9,7 @@ namespace kavcli {
 
 int RunMobi(const Options& options) {
   if (options.positional.size() != 2) {
-    fprintf(stderr, "usage: kav-epub mobi INPUT.mobi OUTPUT.epub [--quiet]\n");
+    fprintf(stderr, "usage: kav-epub mobi INPUT.mobi OUTPUT.epub [OPTIONS] (--help lists them)\n");
     return kExitUsage;
   }
   const char* input = options.positional[0].c_str();

@@ -73,9 +73,7 @@ int BuildNamedTextBook(TEpubService* service, const char* input, const char* out
 
 int RunTxt(const Options& options) {
   if (options.positional.size() != 2) {
-    fprintf(stderr,
-            "usage: kav-epub txt INPUT.txt OUTPUT.epub [--title T] [--author A] [--encoding E] "
-            "[--quiet]\n");
+    fprintf(stderr, "usage: kav-epub txt INPUT.txt OUTPUT.epub [OPTIONS] (--help lists them)\n");
     return kExitUsage;
   }
   return RunConversion(
