@@ -1,4 +1,3 @@
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -6,9 +5,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -16,6 +15,7 @@
 
 #include "cli/batch_plan.h"
 #include "cli/commands.h"
+#include "cli/interrupts.h"
 #include "cli/result_messages.h"
 #include "cli/work_dir.h"
 #include "platform/tool/kav_tool.h"
@@ -25,6 +25,11 @@ namespace kavcli {
 namespace {
 
 constexpr int kMaxJobs = 256;
+// How long workers have to stop on their own after an interrupt is passed
+// on to them before they are killed.
+constexpr std::chrono::milliseconds kStopGrace(500);
+// How often the batch looks again while workers are stopping.
+constexpr int kStopPoll = 20;
 
 struct Failure {
   std::string input;
@@ -75,23 +80,6 @@ std::string LastMessage(const std::string& errorFile) {
   return text.compare(0, prefix.size(), prefix) == 0 ? text.substr(prefix.size()) : text;
 }
 
-// The packer writes "BOOK.part-PID-..." and renames it when done; a worker
-// killed before that leaves it behind.
-void RemoveStagedBook(const std::string& book, pid_t pid) {
-  char prefix[64];
-  snprintf(prefix, sizeof prefix, ".part-%lx-", static_cast<unsigned long>(pid));
-  const std::string dir = Parent(book);
-  const std::string stem = book.substr(book.rfind('/') + 1) + prefix;
-  DIR* listing = opendir(dir.c_str());
-  if (listing == nullptr) return;
-  while (dirent* entry = readdir(listing)) {
-    if (strncmp(entry->d_name, stem.c_str(), stem.size()) == 0) {
-      unlink((dir + "/" + entry->d_name).c_str());
-    }
-  }
-  closedir(listing);
-}
-
 class Batch {
  public:
   Batch(std::string inputDir, std::string outputDir, int jobs, bool quiet)
@@ -119,24 +107,36 @@ class Batch {
     const int total = static_cast<int>(queue.size());
     int done = 0;
     size_t next = 0;
-    bool forwarded = false;
+    bool passedOn = false;
+    std::chrono::steady_clock::time_point killAt;
+    // Looks before each wait, so that a signal that comes in between ends
+    // the wait at once.
+    SignalGate gate;
     for (;;) {
       while (!Interrupted() && next < queue.size() && static_cast<int>(running_.size()) < jobs_) {
-        Start(*queue[next++], tally, &done);
+        Start(*queue[next++], gate, tally, &done);
       }
       if (running_.empty()) break;
       bar_.Show(done, total);
-      int status = 0;
-      const pid_t pid = waitpid(-1, &status, 0);
-      if (Interrupted() && !forwarded) {
+      if (Interrupted()) {
         // A Ctrl-C reaches the workers too; a signal sent to this process
-        // alone is passed on, so that each removes its working files.
-        for (const auto& worker : running_) kill(worker.first, SIGINT);
-        forwarded = true;
+        // alone is passed on, so that each stops and cleans up; the ones
+        // still there after a grace are killed.
+        const bool late = passedOn && std::chrono::steady_clock::now() >= killAt;
+        if (!passedOn) killAt = std::chrono::steady_clock::now() + kStopGrace;
+        for (const auto& worker : running_) {
+          if (!passedOn || late) kill(worker.first, late ? SIGKILL : InterruptSignal());
+        }
+        passedOn = true;
       }
-      if (pid < 0) continue;
+      int status = 0;
+      const pid_t pid = waitpid(-1, &status, WNOHANG);
+      if (pid < 0 && errno != EINTR) break;
       auto worker = running_.find(pid);
-      if (worker == running_.end()) continue;
+      if (pid <= 0 || worker == running_.end()) {
+        if (pid <= 0) gate.Pause(Interrupted() ? kStopPoll : -1);
+        continue;
+      }
       Finish(pid, status, *worker->second, tally);
       running_.erase(worker);
       ++done;
@@ -155,7 +155,7 @@ class Batch {
     return std::string(work_.path()) + "/" + std::to_string(pid) + ".tmp";
   }
 
-  void Start(const BatchItem& item, Tally* tally, int* done) {
+  void Start(const BatchItem& item, const SignalGate& gate, Tally* tally, int* done) {
     const std::string input = inputDir_ + "/" + item.input;
     const std::string book = outputDir_ + "/" + item.output;
     ToolError error;
@@ -169,6 +169,7 @@ class Batch {
     }
     if (pid == 0) {
       // The worker: its messages go to a file of its own, read when it ends.
+      gate.OpenBeforeExec();
       const int err = open(ErrorFile(getpid()).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
       const int null = open("/dev/null", O_RDWR);
       if (err >= 0) dup2(err, STDERR_FILENO);
@@ -191,15 +192,23 @@ class Batch {
 
   void Finish(pid_t pid, int status, const BatchItem& item, Tally* tally) {
     const std::string errorFile = ErrorFile(pid);
-    const std::string message = LastMessage(errorFile);
+    // The worker's line names the input, which the summary's line does.
+    std::string message = LastMessage(errorFile);
+    const std::string input = inputDir_ + "/" + item.input + ": ";
+    if (message.compare(0, input.size(), input) == 0) message.erase(0, input.size());
     unlink(errorFile.c_str());
     KavDeleteDir(WorkerTemp(pid).c_str());
     const int signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     const int exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    if (signal != 0) RemoveStagedBook(outputDir_ + "/" + item.output, pid);
+    if (signal != 0) {
+      // A worker writes its book under "BOOK.part-PID-", renamed when whole.
+      char staged[64];
+      snprintf(staged, sizeof staged, ".part-%lx-", static_cast<unsigned long>(pid));
+      RemoveFilesStartingWith(outputDir_ + "/" + item.output + staged);
+    }
     if (exitStatus == kExitOk) {
       ++tally->converted;
-    } else if ((exitStatus == kExitInterrupted || signal == SIGINT) && Interrupted()) {
+    } else if (Interrupted() && (signal != 0 || exitStatus > 128)) {
       // Stopped with the batch; a worker stopped on its own is a failure.
       ++tally->interrupted;
     } else {
@@ -232,7 +241,7 @@ void PrintSummary(const Tally& tally, bool interrupted) {
 
 int Usage(const ToolError* error) {
   if (error != nullptr) fprintf(stderr, "kav-epub batch: %s\n", ToolMessage(*error).c_str());
-  fprintf(stderr, "usage: kav-epub batch INPUT_DIR OUTPUT_DIR [-j N] [--shard K/N] [--quiet]\n");
+  fprintf(stderr, "usage: kav-epub batch INPUT_DIR OUTPUT_DIR [OPTIONS] (--help lists them)\n");
   return kExitUsage;
 }
 
@@ -279,7 +288,7 @@ int RunBatch(const Options& options) {
   Batch batch(inputDir, outputDir, jobs, options.quiet);
   const bool finished = batch.Run(items, &tally);
   PrintSummary(tally, !finished);
-  if (!finished) return kExitInterrupted;
+  if (!finished) return InterruptedStatus();
   return tally.failures.empty() ? kExitOk : kExitFailed;
 }
 

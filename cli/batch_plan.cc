@@ -11,6 +11,8 @@
 #include <map>
 #include <sstream>
 
+#include "cli/book_kind.h"
+
 namespace kavcli {
 
 namespace {
@@ -18,26 +20,12 @@ namespace {
 struct Found {
   std::string path;  // below the input directory
   timespec changed;
+  const char* command;
 };
 
 std::string Lower(std::string text) {
   for (char& c : text) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
   return text;
-}
-
-std::string Extension(const std::string& path) {
-  const size_t dot = path.rfind('.');
-  const size_t slash = path.rfind('/');
-  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
-  return Lower(path.substr(dot));
-}
-
-const char* CommandFor(const std::string& extension) {
-  static const std::map<std::string, const char*> commands = {
-      {".txt", "txt"}, {".mobi", "mobi"}, {".azw3", "mobi"}, {".html", "html"}, {".htm", "html"},
-  };
-  auto found = commands.find(extension);
-  return found == commands.end() ? nullptr : found->second;
 }
 
 bool Scan(const std::string& root, const std::string& below, std::vector<Found>* found,
@@ -62,9 +50,8 @@ bool Scan(const std::string& root, const std::string& below, std::vector<Found>*
     // A link counts as what it points to, except a directory: that could
     // lead back up the tree.
     if (S_ISLNK(info.st_mode) && stat((root + "/" + relative).c_str(), &info) != 0) continue;
-    if (S_ISREG(info.st_mode) && CommandFor(Extension(relative)) != nullptr) {
-      found->push_back({relative, info.st_mtim});
-    }
+    const char* command = S_ISREG(info.st_mode) ? CommandForBook(root + "/" + relative) : nullptr;
+    if (command != nullptr) found->push_back({relative, info.st_mtim, command});
   }
   closedir(dir);
   for (const std::string& subdir : subdirs) {
@@ -215,8 +202,7 @@ class PageGraph {
 void NameOutputs(std::vector<BatchItem>* items) {
   std::map<std::string, int> uses;
   for (BatchItem& item : *items) {
-    const std::string extension = Extension(item.input);
-    item.output = item.input.substr(0, item.input.size() - extension.size()) + ".epub";
+    item.output = BookName(item.input);
     ++uses[item.output];
   }
   for (BatchItem& item : *items) {
@@ -237,11 +223,10 @@ bool PlanBatch(const std::string& inputDir, std::vector<BatchItem>* items, ToolE
             [](const Found& a, const Found& b) { return a.path < b.path; });
   std::vector<Found*> pages;
   for (Found& f : found) {
-    const char* command = CommandFor(Extension(f.path));
-    if (std::string(command) == "html") {
+    if (std::string(f.command) == "html") {
       pages.push_back(&f);
     } else {
-      items->push_back({f.path, command, "", f.changed});
+      items->push_back({f.path, f.command, "", f.changed});
     }
   }
   PageGraph graph(inputDir, pages);

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "cli/options.h"
 #include "cli/progress_bar.h"
@@ -15,7 +16,8 @@ enum ExitStatus {
   kExitOk = 0,
   kExitFailed = 1,  // the conversion reported a result code
   kExitUsage = 2,   // the command line was wrong
-  kExitInterrupted = 130,
+  // An interrupted conversion exits with 128 + the signal's number (130 for
+  // SIGINT, 143 for SIGTERM).
 };
 
 // What a Conversion returns when it failed before or around the library and
@@ -32,13 +34,19 @@ int RunBatch(const Options& options);
 // is left out.
 void WarnOfSkippedCover(const std::string& cover);
 
-// Runs one conversion with a fresh service record and a private working
-// directory, both released afterwards (which also removes an active book's
-// working files), and turns its result code into a message on standard
-// error and an exit status. convert gets the record, the working directory
-// and the progress bar, and returns the library's result code.
-using Conversion = std::function<int(TEpubService* service, const char* workDir, ProgressBar* bar)>;
-int RunConversion(const char* label, bool quiet, const char* outputPath, const Conversion& convert);
+// Runs one conversion: checks the inputs and the output's directory (each
+// failure a line naming the path), makes a private working directory, and
+// runs convert in a process of its own with a fresh service record. convert
+// gets the record, the working directory, the path to write the book to (a
+// temporary name beside outputPath, renamed when the process succeeded) and
+// the progress bar, and returns the library's result code, which becomes a
+// message on standard error and an exit status. An interrupt kills the
+// process at once, whatever the library is doing; the working directory
+// and the temporary book are removed in every case.
+using Conversion = std::function<int(TEpubService* service, const char* workDir, const char* output,
+                                     ProgressBar* bar)>;
+int RunConversion(const char* label, bool quiet, const std::vector<std::string>& inputs,
+                  const char* outputPath, const Conversion& convert);
 
 }  // namespace kavcli
 

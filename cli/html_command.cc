@@ -62,15 +62,17 @@ void WarnOfSkippedCover(const std::string& cover) {
 int RunHtml(const Options& options) {
   if (options.positional.size() < 2) {
     fprintf(stderr,
-            "usage: kav-epub html INDEX.html [MORE.html ...] OUTPUT.epub [--title T] "
-            "[--author A] [--cover IMAGE] [--quiet]\n");
+            "usage: kav-epub html INDEX.html [MORE.html ...] OUTPUT.epub [OPTIONS] "
+            "(--help lists them)\n");
     return kExitUsage;
   }
   const char* output = options.positional.back().c_str();
-  return RunConversion("html", options.quiet, output,
-                       [&](TEpubService* service, const char* workDir, ProgressBar* bar) {
-                         return BuildHtmlBook(service, options, output, workDir, bar);
-                       });
+  const std::vector<std::string> inputs(options.positional.begin(), options.positional.end() - 1);
+  return RunConversion(
+      "html", options.quiet, inputs, output,
+      [&](TEpubService* service, const char* workDir, const char* book, ProgressBar* bar) {
+        return BuildHtmlBook(service, options, book, workDir, bar);
+      });
 }
 
 }  // namespace kavcli

@@ -1,31 +1,17 @@
 #include "cli/options.h"
 
-#include <algorithm>
-
 namespace kavcli {
-
-namespace {
-
-// One-letter spellings of value options, as make and xargs users type them
-// ("-j 4" or "-j4" for "--jobs 4").
-std::string LongSpelling(const std::string& word) {
-  if (word.compare(0, 2, "-j") == 0)
-    return word.size() == 2 ? "--jobs" : "--jobs=" + word.substr(2);
-  return word;
-}
-
-}  // namespace
 
 const char* Options::Get(const std::string& name, const char* fallback) const {
   auto found = values.find(name);
   return found == values.end() ? fallback : found->second.c_str();
 }
 
-bool ParseOptions(int argc, char** argv, int first, const std::vector<std::string>& valueNames,
+bool ParseOptions(int argc, char** argv, int first, const std::vector<OptionSpec>& specs,
                   Options* options, std::string* error) {
   bool onlyPositional = false;
   for (int i = first; i < argc; ++i) {
-    std::string word = onlyPositional ? argv[i] : LongSpelling(argv[i]);
+    const std::string word = argv[i];
     if (onlyPositional || word.size() < 2 || word[0] != '-') {
       options->positional.push_back(word);
       continue;
@@ -34,39 +20,33 @@ bool ParseOptions(int argc, char** argv, int first, const std::vector<std::strin
       onlyPositional = true;
       continue;
     }
-    if (word == "--quiet" || word == "-q") {
-      options->quiet = true;
-      continue;
+    const bool isLong = word[1] == '-';
+    // "--name=value", "--name", "-x value" or "-xvalue" (as make and xargs
+    // users type "-j4").
+    const size_t equals = isLong ? word.find('=') : std::string::npos;
+    const std::string name = isLong ? word.substr(2, equals - 2) : word.substr(1, 1);
+    const OptionSpec* spec = nullptr;
+    for (const OptionSpec& s : specs) {
+      if (isLong ? name == s.name : name[0] == s.letter) spec = &s;
     }
-    std::string name = word.substr(2);
-    std::string value;
-    bool inlineValue = false;
-    size_t equals = name.find('=');
-    if (equals != std::string::npos) {
-      value = name.substr(equals + 1);
-      name = name.substr(0, equals);
-      inlineValue = true;
-    }
-    // A name listed with a leading "!" is a flag: it takes no value.
-    if (!inlineValue && word.compare(0, 2, "--") == 0 &&
-        std::find(valueNames.begin(), valueNames.end(), "!" + name) != valueNames.end()) {
-      options->values[name] = "";
-      continue;
-    }
-    if (word.compare(0, 2, "--") != 0 ||
-        std::find(valueNames.begin(), valueNames.end(), name) == valueNames.end()) {
+    const bool attached = isLong ? equals != std::string::npos : word.size() > 2;
+    if (spec == nullptr || (spec->value == nullptr && attached)) {
       *error = "unknown option " + word;
       return false;
     }
-    if (!inlineValue) {
+    std::string value;
+    if (attached) {
+      value = isLong ? word.substr(equals + 1) : word.substr(2);
+    } else if (spec->value != nullptr) {
       if (i + 1 >= argc) {
-        *error = "option --" + name + " needs a value";
+        *error = "option --" + std::string(spec->name) + " needs a value";
         return false;
       }
       value = argv[++i];
     }
-    options->values[name] = value;
+    options->values[spec->name] = value;
   }
+  options->quiet = options->Has("quiet");
   return true;
 }
 

@@ -1,32 +1,17 @@
 #include "cli/progress_bar.h"
 
-#include <signal.h>
 #include <unistd.h>
 
+#include "cli/interrupts.h"
 #include "convert/progress_callback.h"
 
 namespace kavcli {
 
 namespace {
 
-volatile sig_atomic_t g_interrupted = 0;
-
-void OnInterrupt(int) { g_interrupted = 1; }
-
 constexpr int kBarWidth = 30;
 
 }  // namespace
-
-void InstallInterruptHandlers() {
-  struct sigaction action = {};
-  action.sa_handler = OnInterrupt;
-  sigemptyset(&action.sa_mask);
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-  sigaction(SIGHUP, &action, nullptr);
-}
-
-bool Interrupted() { return g_interrupted != 0; }
 
 ProgressBar::ProgressBar(const char* label, bool quiet)
     : label_(label), visible_(!quiet && isatty(STDERR_FILENO)), drawn_(false), cancelled_(false) {}

@@ -7,7 +7,7 @@ namespace kavcli {
 
 // A one-line progress bar on standard error, drawn only when it is a
 // terminal and the user did not ask for quiet. Its Report is the library's
-// progress callback; it also turns an interrupt (Ctrl-C) into a cancel.
+// progress callback; it also turns an interrupt into a cancel.
 class ProgressBar {
  public:
   ProgressBar(const char* label, bool quiet);
@@ -20,6 +20,8 @@ class ProgressBar {
   void Show(int done, int total);
   // Clears the line (before a message is printed).
   void Finish();
+  // Takes the line as holding a bar (drawn by another process) if bars are drawn.
+  void TakeLine() { drawn_ = visible_; }
   // Whether a report answered with a cancel.
   bool cancelled() const { return cancelled_; }
 
@@ -29,12 +31,6 @@ class ProgressBar {
   bool drawn_;
   bool cancelled_;
 };
-
-// Installs handlers so that SIGINT, SIGTERM and SIGHUP ask the running
-// conversion to stop instead of killing the process, so that the working
-// directory is always removed.
-void InstallInterruptHandlers();
-bool Interrupted();
 
 }  // namespace kavcli
 

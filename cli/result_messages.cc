@@ -60,11 +60,45 @@ const std::map<int, const char*>& Messages() {
   return messages;
 }
 
+// Which path a code is about: the MOBI reader's codes are about the book
+// read, the packer's about the book written, and saving failures about the
+// working files.
+const std::string* Subject(int code, const Subjects& subjects) {
+  switch (code) {
+    case KAV_ERR_FAILED:
+    case KAV_ERR_CSS_OPEN:
+    case KAV_ERR_XML_SAVE:
+    case KAV_ERR_MOBI_HTML_SAVE:
+    case KAV_MOBI_ERR_WRITE:
+      return &subjects.work;
+    case KAV_ERR_OPEN:
+    case KAV_ERR_NO_ELEMENT:
+      return &subjects.input;
+    case KAV_ERR_NO_OUTPUT_DIR:
+      return &subjects.output;
+    default:
+      break;
+  }
+  if (code >= KAV_EBASE_ERR_ARGUMENT && code <= KAV_EBASE_ERR_MEMORY) return &subjects.output;
+  if (code >= KAV_MOBI_ERR_ARGUMENT && code < KAV_MOBI_ERR_ARGUMENT + 100) return &subjects.input;
+  return nullptr;
+}
+
 }  // namespace
 
 const char* ResultMessage(int code) {
   auto found = Messages().find(code);
   return found == Messages().end() ? nullptr : found->second;
+}
+
+std::string ResultLine(int code, const Subjects& subjects) {
+  const std::string* subject = Subject(code, subjects);
+  const bool full = (subject == &subjects.work && subjects.workDiskFull) ||
+                    (subject == &subjects.output && subjects.outputDiskFull);
+  const char* message = ResultMessage(code);
+  std::string line = subject != nullptr && !subject->empty() ? *subject + ": " : "";
+  line += full ? "the disk is full" : message != nullptr ? message : "conversion failed";
+  return line + " (code " + std::to_string(code) + ")";
 }
 
 std::string ToolMessage(const ToolError& e) {
@@ -100,6 +134,29 @@ std::string ToolMessage(const ToolError& e) {
       return "-j needs a number of workers from 1 to 256, not '" + e.subject + "'";
     case ToolFailure::kBadShard:
       return "--shard needs K/N with 1 <= K <= N, not '" + e.subject + "'";
+    case ToolFailure::kNoSuchFile:
+      return e.subject + ": no such file";
+    case ToolFailure::kIsDirectory:
+      return e.subject + ": is a directory (kav-epub batch converts a whole directory)";
+    case ToolFailure::kNotRegularFile:
+      return e.subject + ": not a regular file";
+    case ToolFailure::kUnreadable:
+      return e.subject + ": cannot be read (" + strerror(e.byte) + ")";
+    case ToolFailure::kNotMobi:
+      return e.subject + ": not a MOBI book";
+    case ToolFailure::kUnknownKind:
+      return e.subject +
+             ": not a text, HTML or MOBI book (name its kind: kav-epub txt, html or mobi)";
+    case ToolFailure::kAlreadyEpub:
+      return e.subject + ": is an EPUB book already";
+    case ToolFailure::kNoOutputFolder:
+      return e.subject + ": the directory " + e.encoding + " does not exist";
+    case ToolFailure::kOutputNotFile:
+      return e.subject + ": not a regular file; the book may only replace a file";
+    case ToolFailure::kOverInput:
+      return e.subject + ": the book would be written over its own input";
+    case ToolFailure::kReplaceOutput:
+      return e.subject + ": cannot be replaced by the book (" + strerror(e.byte) + ")";
   }
   return "failed";
 }

@@ -10,6 +10,22 @@ namespace kavcli {
 // that has none.
 const char* ResultMessage(int code);
 
+// The paths a result code can be about.
+struct Subjects {
+  std::string input;   // the (first) input file
+  std::string output;  // the book
+  std::string work;    // the directory that holds the working directory
+  // Whether the disk of the book's directory, or of the working directory,
+  // has less room left than the book could need.
+  bool outputDiskFull = false;
+  bool workDiskFull = false;
+};
+
+// The line for a result code, without the "kav-epub: " prefix: the path it
+// is about (if any), the code's sentence, or for a failure to write on a
+// full disk that it is full, and the code.
+std::string ResultLine(int code, const Subjects& subjects);
+
 // Failures that the tool finds itself, before or around the library.
 enum class ToolFailure {
   kReadInput,        // subject: the input file; byte: the errno
@@ -25,6 +41,17 @@ enum class ToolFailure {
   kWorkerSilent,     // the worker failed without saying why
   kBadJobs,          // subject: the value given
   kBadShard,         // subject: the value given
+  kNoSuchFile,       // subject: the input file
+  kIsDirectory,      // subject: the input file
+  kNotRegularFile,   // subject: the input file
+  kUnreadable,       // subject: the input file; byte: the errno
+  kNotMobi,          // subject: the input file
+  kUnknownKind,      // subject: the input file
+  kAlreadyEpub,      // subject: the input file
+  kNoOutputFolder,   // subject: the book; encoding: its folder
+  kOutputNotFile,    // subject: the book
+  kOverInput,        // subject: the book
+  kReplaceOutput,    // subject: the book; byte: the errno
 };
 
 struct ToolError {

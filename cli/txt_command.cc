@@ -45,17 +45,15 @@ void ReportBadText(int code, const std::string& input, const char* named) {
 
 int RunTxt(const Options& options) {
   if (options.positional.size() != 2) {
-    fprintf(stderr,
-            "usage: kav-epub txt INPUT.txt OUTPUT.epub [--title T] [--author A] [--language L] "
-            "[--cover IMAGE] [--chapters PATTERN | --no-chapters] [--encoding E] [--quiet]\n");
+    fprintf(stderr, "usage: kav-epub txt INPUT.txt OUTPUT.epub [OPTIONS] (--help lists them)\n");
     return kExitUsage;
   }
   const std::string input = options.positional[0];
-  const char* output = options.positional[1].c_str();
   if (options.Has("chapters") && ReportBadPattern(options.Get("chapters", ""))) return kExitUsage;
   if (options.Has("cover")) WarnOfSkippedCover(options.Get("cover", ""));
   return RunConversion(
-      "txt", options.quiet, output, [&](TEpubService*, const char* workDir, ProgressBar* bar) {
+      "txt", options.quiet, {input}, options.positional[1].c_str(),
+      [&](TEpubService*, const char* workDir, const char* output, ProgressBar* bar) {
         KavBookOptions* book = KavOptionsCreate();
         if (book == nullptr) return static_cast<int>(KAV_ERR_NULL_HANDLE);
         int code = KAV_OK;

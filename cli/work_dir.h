@@ -21,6 +21,10 @@ class WorkDir {
   std::string path_;
 };
 
+// Removes the files of a directory whose names start as the last component
+// of pathPrefix does ("out/b.epub.part-" removes "out/b.epub.part-1a-0").
+void RemoveFilesStartingWith(const std::string& pathPrefix);
+
 }  // namespace kavcli
 
 #endif  // KAV_EPUB_CLI_WORK_DIR_H_

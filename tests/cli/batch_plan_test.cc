@@ -27,7 +27,9 @@ TEST(BatchPlan, FindsBooksByKindMirrorsNamesAndStartsHtmlBooksAtTopPages) {
   // a/one.mobi has the book name of a/one.txt. site/index.html and ch1.html
   // link to each other: the index starts the book; links elsewhere, not
   // links, and absolute paths leave lone.htm a top page. A ring without an
-  // index starts at its first page.
+  // index starts at its first page. Palm databases are books when their
+  // type and creator (at offset 60) say so.
+  const std::string palm(60, 'P');
   // clang-format off
   const std::pair<const char*, std::string> files[] = {
       {"a/one.txt", "one"}, {"a/one.mobi", "clash"}, {"a/b/Two.AZW3", "k"},
@@ -37,7 +39,9 @@ TEST(BatchPlan, FindsBooksByKindMirrorsNamesAndStartsHtmlBooksAtTopPages) {
        "<A HREF = ch1.html>1</A> <a href=\"http://x.org/lone.htm\"> <a data-href=\"../lone.htm\">"
        "<a href=\"mailto:lone.htm\"> <a href=\"/lone.htm\">"},
       {"pics/p.html", page}, {"ring/b.html", "<a href=\"a.html\">"},
-      {"ring/a.html", "<a href=\"./b.html?x=1\">"}};
+      {"ring/a.html", "<a href=\"./b.html?x=1\">"}, {"palm/k.azw", palm + "BOOKMOBI"},
+      {"palm/d.pdb", palm + "TEXtREAd"}, {"palm/app.prc", palm + "appllApp"},
+      {"palm/cut.prc", palm + "BOOKMOB"}, {"palm/named.txt.pdb", "BOOKMOBI"}};
   // clang-format on
   for (const auto& [name, content] : files) {
     const std::string path = dir / name;
@@ -54,6 +58,7 @@ TEST(BatchPlan, FindsBooksByKindMirrorsNamesAndStartsHtmlBooksAtTopPages) {
   for (const auto& item : items) got.push_back(item.input + " " + item.command + " " + item.output);
   EXPECT_EQ((Strings{"a/b/Two.AZW3 mobi a/b/Two.epub", "a/one.mobi mobi a/one.mobi.epub",
                      "a/one.txt txt a/one.txt.epub", "lone.htm html lone.epub",
+                     "palm/d.pdb mobi palm/d.epub", "palm/k.azw mobi palm/k.epub",
                      "ring/a.html html ring/a.epub", "site/index.html html site/index.epub"}),
             got);
   EXPECT_EQ(3000, items.back().changed.tv_sec) << "the newest page of the book counts";

@@ -61,9 +61,9 @@ TEST_F(Batch, ConvertsTheTreeWholeOrInShards_SummarisesFailures_SkipsWhatIsDoneO
   EXPECT_EQ(2, RunBatch(out_, "-j 0"));
   EXPECT_NE(std::string::npos, output_.find("-j needs a number")) << output_;
   EXPECT_EQ(1, RunBatch(out_, "-j 3")) << output_;
-  EXPECT_EQ((Strings{"converted 4, skipped 0, failed 1",
-                     "failed: broken.mobi: the MOBI book is truncated or damaged (code 623)", ""}),
-            kavtest::Lines(output_));
+  EXPECT_EQ(
+      (Strings{"converted 4, skipped 0, failed 1", "failed: broken.mobi: not a MOBI book", ""}),
+      kavtest::Lines(output_));
   EXPECT_EQ(kBooks, kavtest::ListFiles(out_));
   ExpectWhole(out_, kBooks);
   EXPECT_EQ(1, RunBatch(out_, "-q"));
@@ -87,20 +87,28 @@ TEST_F(Batch, InterruptedBatchLeavesNoPartialBookAndTheNextRunCompletes) {
   // Waits (up to some 20 seconds) until a worker has laid out pages.
   const std::string waitForPages = "i=0; until find '" + tmp_ + "' -path '*/OEBPS/page-*' | " +
                                    "grep -q . || [ $i -gt 2000 ]; do sleep 0.01; i=$((i+1)); done";
-  // The signal, whom it goes to (in the shell), and the batch's status.
+  // The signal, whom it goes to (in the shell), and the batch's status. The
+  // batch passes an interrupt on to its workers and ends within a second or two.
   const std::tuple<std::string, std::string, int> hits[] = {
-      {"INT", "$batch", 130}, {"KILL", "$(cut -d' ' -f1 /proc/$batch/task/$batch/children)", 1}};
+      {"INT", "$batch", 130},
+      {"TERM", "$batch", 143},
+      {"KILL", "$(cut -d' ' -f1 /proc/$batch/task/$batch/children)", 1}};
   for (const auto& [how, target, status] : hits) {
     const std::string out = out_ + "-" + how;
     EXPECT_EQ(status, Run("batch '" + in_ + "' '" + out + "' -j 2 2>&1 & batch=$!; " +
-                              waitForPages + "; kill -" + how + " " + target + "; wait $batch",
+                              waitForPages + "; s=$(date +%s%N); kill -" + how + " " + target +
+                              "; wait $batch; r=$?; echo ms=$((($(date +%s%N) - s) / 1000000));"
+                              " exit $r",
                           &output_))
         << how << "\n"
         << output_;
+    if (status > 128) {
+      EXPECT_LT(std::stoi(output_.substr(output_.rfind("ms=") + 3)), 2000) << how;
+    }
     const Strings done = kavtest::ListFiles(out);
     EXPECT_LT(done.size(), books.size()) << how;
     ExpectWhole(out, done);
-    EXPECT_TRUE(kavtest::ListFiles(tmp_).empty()) << how;
+    EXPECT_EQ(Strings{}, WorkDirsLeft()) << how;
     EXPECT_EQ(0, RunBatch(out)) << output_;
     EXPECT_EQ(0u, output_.find("converted " + std::to_string(books.size() - done.size()) +
                                ", skipped " + std::to_string(done.size())))

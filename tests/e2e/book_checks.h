@@ -8,6 +8,7 @@
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
 
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <random>
@@ -114,6 +115,16 @@ class KavEpubTest : public ::testing::Test {
   void SetUp() override { kavtest::MakeDirs(tmp_); }
   int Run(const std::string& arguments, std::string* output) {
     return KavEpub("TMPDIR='" + tmp_ + "'", arguments, output);
+  }
+  // The tool's working directories left in tmp_ (valgrind, when it runs the
+  // tool, keeps files of its own there too).
+  Strings WorkDirsLeft() const {
+    Strings left;
+    for (const auto& entry : std::filesystem::directory_iterator(tmp_)) {
+      const std::string name = entry.path().filename();
+      if (name.compare(0, 9, "kav-epub-") == 0) left.push_back(name);
+    }
+    return left;
   }
   kavtest::TempDir dir_;
   std::string tmp_ = dir_ / "tmp";

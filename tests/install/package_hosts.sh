@@ -27,9 +27,9 @@ declare -A holds=(
   [python3-kav-epub]="usr/lib/python3/dist-packages/kav_epub.py"
 )
 declare -A depends=(
-  [libkav-epub1]="libxml2 libzip4 libmobi0 libc6"
+  [libkav-epub1]="libxml2 libzip4 libmobi0 libuchardet0 libpcre2-8-0 libdeflate0 libc6"
   [libkav-epub-dev]="libkav-epub1 libxml2-dev"
-  [kav-epub]="libkav-epub1 libuchardet0 libc6"
+  [kav-epub]="libkav-epub1 libc6"
   [python3-kav-epub]="libkav-epub1 python3:any"
 )
 for package in "${!holds[@]}"; do
