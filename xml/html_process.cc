@@ -18,6 +18,7 @@
 #include "xml/id_index.h"
 #include "xml/repair_nodes.h"
 #include "xml/tree_depth.h"
+#include "xml/walk_index.h"
 #include "xml/xhtml_name_lists.h"
 #include "xml/xml_base.h"
 #include "xml/xml_string.h"
@@ -199,7 +200,13 @@ int XMLBase::HtmlProcess(const char* htmlPath, const char* baseDir, const char* 
   context->warning =
       reinterpret_cast<xmlValidityWarningFunc>(reinterpret_cast<void (*)()>(&PrintWarning));
 
-  xhtmlValidateDtd(context, doc, dtd);
+  {
+    kav_xml::WalkIndex index;
+    kav_xml::WalkIndexScope scope(&index);
+    state->index = &index;
+    xhtmlValidateDtd(context, doc, dtd);
+    state->index = nullptr;
+  }
   xmlFreeValidCtxt(context);
 
   std::unordered_set<xmlNode*> gone = DeletePending(state->pending);
