@@ -1,6 +1,6 @@
 #include "xml/walk_index.h"
 
-#include <functional>
+#include <algorithm>
 
 namespace kav_xml {
 
@@ -78,16 +78,19 @@ struct WalkIndex::Content {
   }
 };
 
-size_t WalkIndex::CursorHash::operator()(const CursorKey& key) const {
-  return std::hash<const void*>()(key.parent) ^ (std::hash<std::string>()(key.name) * 31);
-}
-
 WalkIndex::WalkIndex() = default;
 WalkIndex::~WalkIndex() { Reveal(); }
 
 xmlNode* WalkIndex::FirstChildNamed(xmlNode* parent, const char* name) {
   if (parent == nullptr || name == nullptr) return nullptr;
-  Cursor& cursor = cursors_[CursorKey{parent, name}];
+  std::vector<Cursor>& known = cursors_[parent];
+  auto named = std::find_if(known.begin(), known.end(),
+                            [name](const Cursor& cursor) { return cursor.name == name; });
+  if (named == known.end()) {
+    known.push_back(Cursor{name, nullptr, nullptr});
+    named = known.end() - 1;
+  }
+  Cursor& cursor = *named;
   const xmlChar* wanted = reinterpret_cast<const xmlChar*>(name);
   // No child before the cursor has the name: a child that takes it by a
   // rename drops the cursor, and children are only ever added at the end.
@@ -120,8 +123,13 @@ void WalkIndex::Renamed(xmlNode* node) {
   contents_.erase(node);
   xmlNode* parent = node->parent;
   if (parent == nullptr) return;
-  if (node->name != nullptr) {
-    cursors_.erase(CursorKey{parent, reinterpret_cast<const char*>(node->name)});
+  auto cursors = cursors_.find(parent);
+  if (cursors != cursors_.end() && node->name != nullptr) {
+    const char* name = reinterpret_cast<const char*>(node->name);
+    std::vector<Cursor>& known = cursors->second;
+    known.erase(std::remove_if(known.begin(), known.end(),
+                               [name](const Cursor& cursor) { return cursor.name == name; }),
+                known.end());
   }
   auto found = contents_.find(parent);
   if (found != contents_.end()) Update(*found->second, node);

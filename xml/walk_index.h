@@ -65,19 +65,10 @@ class WalkIndex {
 
  private:
   struct Content;
-  struct CursorKey {
-    const xmlNode* parent;
-    std::string name;
-    bool operator==(const CursorKey& other) const {
-      return parent == other.parent && name == other.name;
-    }
-  };
-  struct CursorHash {
-    size_t operator()(const CursorKey& key) const;
-  };
   // Where the last search of a name stopped: at the child found, or, when
   // none was, at the last child looked at.
   struct Cursor {
+    std::string name;
     xmlNode* found = nullptr;
     xmlNode* scannedLast = nullptr;
   };
@@ -85,7 +76,8 @@ class WalkIndex {
   Content* ContentOf(xmlElement* decl, xmlNode* parent);
   void Update(Content& content, xmlNode* child);
 
-  std::unordered_map<CursorKey, Cursor, CursorHash> cursors_;
+  // The cursors of each element, one per name searched (few per element).
+  std::unordered_map<const xmlNode*, std::vector<Cursor>> cursors_;
   std::unordered_map<const xmlNode*, std::unique_ptr<Content>> contents_;
   xmlNode* hidden_ = nullptr;
   xmlNode* hiddenFirst_ = nullptr;
