@@ -12,6 +12,7 @@ for comparing books before and after a change to the repair.
 Usage: bench/repair_pages.py OUT_DIR  (writes a small set of each)
 """
 import os
+import random
 import sys
 
 
@@ -58,14 +59,24 @@ def mixed_page(blocks):
 
 
 def dictionary_page(entries):
+    # Made-up words and definitions, different in every entry, so that the
+    # book compresses as a real dictionary does rather than as one line
+    # repeated.
+    rand = random.Random(entries)
+    syllables = ["ka", "ve", "lo", "mir", "tan", "sul", "dre", "po", "gin", "ar", "bel", "cu",
+                 "dos", "fen", "hil", "jor", "nu", "ost", "rim", "wey"]
+
+    def word():
+        return "".join(rand.choice(syllables) for _ in range(rand.randint(1, 4)))
+
     body = ["<mbp:frameset>\n"]
     for i in range(entries):
-        word = f"word{i:06d}"
+        head = f"{word()}{i}"
+        sense = " ".join(word() for _ in range(rand.randint(8, 16)))
         body.append(
             f'<idx:entry name="default" scriptable="yes" spell="yes">'
-            f'<idx:orth value="{word}"><b>{word}</b></idx:orth> <i>n.</i> '
-            f"the {i}th sense of the word, as the old books give it; "
-            f'<a href="#filepos{i * 171}">see also</a></idx:entry><hr/>\n')
+            f'<idx:orth value="{head}"><b>{head}</b></idx:orth> <i>{rand.choice("nvap")}.</i> '
+            f'{sense}; <a href="#filepos{rand.randint(0, 99999)}">{word()}</a></idx:entry><hr/>\n')
     body.append("</mbp:frameset>\n")
     return _page("".join(body))
 

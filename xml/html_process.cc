@@ -163,19 +163,14 @@ int XMLBase::HtmlProcess(const char* htmlPath, const char* baseDir, const char* 
     xmlFreeDoc(source);
     return KAV_ERR_NO_ELEMENT;
   }
-  // The copy takes the body's following siblings along; only the body is
-  // kept.
-  xmlNode* body = xmlCopyNodeList(sourceBody);
+  // The body moves over rather than being copied, so that the page is never
+  // held twice: the largest part of an import's memory. Taking it into the
+  // new document copies its names out of the parser's dictionary, which goes
+  // with the parsed document.
+  xmlNode* body = sourceBody;
+  xmlUnlinkNode(body);
+  xmlAddChild(html, body);
   xmlFreeDoc(source);
-  if (body != nullptr) {
-    xmlNode* rest = body->next;
-    body->next = nullptr;
-    if (rest != nullptr) {
-      rest->prev = nullptr;
-      xmlFreeNodeList(rest);
-    }
-    xmlAddChild(html, body);
-  }
 
   // libxml2 reads the DTD path as a URI.
   std::string dtdUri = dtdPath != nullptr ? dtdPath : "";
