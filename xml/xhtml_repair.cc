@@ -279,16 +279,15 @@ bool ErrorsReachOwnHandler(const xmlValidCtxt* ctxt, const TRepairState* state) 
 // Anything else goes to libxml2 whole.
 int RevalidateParent(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* parent, TRepairState* state) {
   kav_xml::WalkIndex* index = state != nullptr ? state->index : nullptr;
-  if (index == nullptr || !ErrorsReachOwnHandler(ctxt, state) ||
-      parent->type != XML_ELEMENT_NODE || parent->name == nullptr ||
-      (parent->ns != nullptr && parent->ns->prefix != nullptr) || doc->intSubset != nullptr ||
-      doc->extSubset == nullptr || doc->standalone == 1 || ctxt->vstateNr != 0) {
+  if (index == nullptr || !ErrorsReachOwnHandler(ctxt, state) || parent->type != XML_ELEMENT_NODE ||
+      parent->name == nullptr || (parent->ns != nullptr && parent->ns->prefix != nullptr) ||
+      doc->intSubset != nullptr || doc->extSubset == nullptr || doc->standalone == 1 ||
+      ctxt->vstateNr != 0) {
     return xmlValidateOneElement(ctxt, doc, parent);
   }
   xmlElement* decl = xmlGetDtdElementDesc(doc->extSubset, parent->name);
   const bool mixed = decl != nullptr && decl->etype == XML_ELEMENT_TYPE_MIXED &&
-                     decl->content != nullptr &&
-                     decl->content->type != XML_ELEMENT_CONTENT_PCDATA;
+                     decl->content != nullptr && decl->content->type != XML_ELEMENT_CONTENT_PCDATA;
   const bool element = decl != nullptr && decl->etype == XML_ELEMENT_TYPE_ELEMENT;
   if (!mixed && !element) return xmlValidateOneElement(ctxt, doc, parent);
 
