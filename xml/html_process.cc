@@ -18,6 +18,7 @@
 #include "xml/id_index.h"
 #include "xml/repair_nodes.h"
 #include "xml/tree_depth.h"
+#include "xml/walk_index.h"
 #include "xml/xhtml_name_lists.h"
 #include "xml/xml_base.h"
 #include "xml/xml_string.h"
@@ -162,19 +163,14 @@ int XMLBase::HtmlProcess(const char* htmlPath, const char* baseDir, const char* 
     xmlFreeDoc(source);
     return KAV_ERR_NO_ELEMENT;
   }
-  // The copy takes the body's following siblings along; only the body is
-  // kept.
-  xmlNode* body = xmlCopyNodeList(sourceBody);
+  // The body moves over rather than being copied, so that the page is never
+  // held twice: the largest part of an import's memory. Taking it into the
+  // new document copies its names out of the parser's dictionary, which goes
+  // with the parsed document.
+  xmlNode* body = sourceBody;
+  xmlUnlinkNode(body);
+  xmlAddChild(html, body);
   xmlFreeDoc(source);
-  if (body != nullptr) {
-    xmlNode* rest = body->next;
-    body->next = nullptr;
-    if (rest != nullptr) {
-      rest->prev = nullptr;
-      xmlFreeNodeList(rest);
-    }
-    xmlAddChild(html, body);
-  }
 
   // libxml2 reads the DTD path as a URI.
   std::string dtdUri = dtdPath != nullptr ? dtdPath : "";
@@ -199,7 +195,13 @@ int XMLBase::HtmlProcess(const char* htmlPath, const char* baseDir, const char* 
   context->warning =
       reinterpret_cast<xmlValidityWarningFunc>(reinterpret_cast<void (*)()>(&PrintWarning));
 
-  xhtmlValidateDtd(context, doc, dtd);
+  {
+    kav_xml::WalkIndex index;
+    kav_xml::WalkIndexScope scope(&index);
+    state->index = &index;
+    xhtmlValidateDtd(context, doc, dtd);
+    state->index = nullptr;
+  }
   xmlFreeValidCtxt(context);
 
   std::unordered_set<xmlNode*> gone = DeletePending(state->pending);

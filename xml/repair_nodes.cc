@@ -1,5 +1,6 @@
 #include "xml/repair_nodes.h"
 
+#include "xml/walk_index.h"
 #include "xml/xml_string.h"
 
 namespace kav_xml {
@@ -62,6 +63,7 @@ void RenameNode(xmlNode* node, const char* name) {
   if (node == nullptr) return;
   XmlString newName(name);
   xmlNodeSetName(node, newName.get());
+  if (WalkIndex* index = CurrentWalkIndex()) index->Renamed(node);
 }
 
 void ReleaseAttributes(xmlNode* node) {
@@ -90,6 +92,7 @@ void ClearContent(xmlNode* node, std::vector<xmlNode*>& pending) {
     if (node->children == child) break;
     pending.push_back(child);
   }
+  if (WalkIndex* index = CurrentWalkIndex()) index->Emptied(node);
 }
 
 }  // namespace kav_xml

@@ -18,6 +18,7 @@
 #include "platform/tool/kav_tool.h"
 #include "xml/id_index.h"
 #include "xml/repair_nodes.h"
+#include "xml/walk_index.h"
 #include "xml/xhtml_name_lists.h"
 #include "xml/xml_base.h"
 #include "xml/xml_string.h"
@@ -138,11 +139,18 @@ void ResetAttributeValue(xmlNode* node, xmlAttr* attr) {
 }
 
 // An invalid or undeclared child named name: dropped from a list
-// container, otherwise made a plain span.
-void RepairChild(xmlNode* node, const char* name, std::vector<xmlNode*>& pending) {
+// container, otherwise made a plain span. The child is the first one of that
+// name, which the walk's index finds without searching from the start.
+void RepairChild(xmlNode* node, const char* name, std::vector<xmlNode*>& pending,
+                 kav_xml::WalkIndex* index) {
   if (node == nullptr || name == nullptr) return;
-  xmlNode* child = node->children;
-  while (child != nullptr && !xmlStrEqual(child->name, BAD_CAST name)) child = child->next;
+  xmlNode* child = nullptr;
+  if (index != nullptr) {
+    child = index->FirstChildNamed(node, name);
+  } else {
+    child = node->children;
+    while (child != nullptr && !xmlStrEqual(child->name, BAD_CAST name)) child = child->next;
+  }
   if (child == nullptr) return;
   if (ListHasFramed(kav_xml::kListContainerNames, NodeName(node))) {
     pending.push_back(child);
@@ -248,6 +256,87 @@ bool RepairsUndeclaredItself(const xmlValidCtxt* ctxt, const TRepairState* state
          (doc->intSubset != nullptr || doc->extSubset != nullptr) && node->name != nullptr &&
          (node->ns == nullptr || node->ns->prefix == nullptr);
 }
+
+// Whether every validity error of ctxt reaches PrintError with state: only
+// then may the walk raise an error's repair itself instead of libxml2.
+bool ErrorsReachOwnHandler(const xmlValidCtxt* ctxt, const TRepairState* state) {
+  return ctxt->error == XMLBase::PrintError && ctxt->userData == state && state != nullptr &&
+         state->lastError == &xmlLastError && xmlStructuredError == nullptr;
+}
+
+// xmlValidateOneElement(ctxt, doc, parent) for the parent of an element the
+// walk has just renamed a div, at a cost that does not grow with the
+// parent's children. libxml2 checks the children, then the attributes:
+// - mixed content raises "invalid child" for each child outside the model,
+//   in document order, naming the child; the index knows those children,
+//   and the repair of each is made as PrintError would make it;
+// - element content raises no error that repairs anything, so only whether
+//   the children match counts, and only while the walk has not failed yet
+//   (after a failure the walk's result is 0 whatever this one is); the
+//   index answers that for the usual (a | b | ...)* models;
+// - the attributes are checked by libxml2 itself, with the children hidden
+//   from it (a repair reveals them first).
+// Anything else goes to libxml2 whole.
+int RevalidateParent(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* parent, TRepairState* state) {
+  kav_xml::WalkIndex* index = state != nullptr ? state->index : nullptr;
+  if (index == nullptr || !ErrorsReachOwnHandler(ctxt, state) || parent->type != XML_ELEMENT_NODE ||
+      parent->name == nullptr || (parent->ns != nullptr && parent->ns->prefix != nullptr) ||
+      doc->intSubset != nullptr || doc->extSubset == nullptr || doc->standalone == 1 ||
+      ctxt->vstateNr != 0) {
+    return xmlValidateOneElement(ctxt, doc, parent);
+  }
+  xmlElement* decl = xmlGetDtdElementDesc(doc->extSubset, parent->name);
+  const bool mixed = decl != nullptr && decl->etype == XML_ELEMENT_TYPE_MIXED &&
+                     decl->content != nullptr && decl->content->type != XML_ELEMENT_CONTENT_PCDATA;
+  const bool element = decl != nullptr && decl->etype == XML_ELEMENT_TYPE_ELEMENT;
+  if (!mixed && !element) return xmlValidateOneElement(ctxt, doc, parent);
+
+  int result = 1;
+  if (mixed || !index->failed) {
+    std::vector<xmlNode*> broken;
+    bool contentValid = true;
+    if (!index->BrokenChildren(decl, parent, &broken, &contentValid)) {
+      return xmlValidateOneElement(ctxt, doc, parent);
+    }
+    if (mixed) {
+      for (xmlNode* child : broken) {
+        // libxml2 hands the handler a copy of the name.
+        if (child->name == nullptr) {
+          result = 0;
+          continue;
+        }
+        const std::string name(reinterpret_cast<const char*>(child->name));
+        RepairChild(parent, name.c_str(), state->pending, index);
+        result = 0;
+      }
+    } else if (!contentValid) {
+      result = 0;
+    } else if (decl->content->ocur == XML_ELEMENT_CONTENT_PLUS) {
+      // The hidden, empty children would not match: libxml2 checks all.
+      return xmlValidateOneElement(ctxt, doc, parent);
+    }
+  }
+  index->Hide(parent);
+  const int attributes = xmlValidateOneElement(ctxt, doc, parent);
+  index->Reveal();
+  return Both(result, attributes);
+}
+
+// Counts the walk's depth; the outermost call starts with nothing failed.
+class WalkDepth {
+ public:
+  explicit WalkDepth(kav_xml::WalkIndex* index) : index_(index) {
+    if (index_ != nullptr && index_->depth++ == 0) index_->failed = false;
+  }
+  ~WalkDepth() {
+    if (index_ != nullptr) --index_->depth;
+  }
+  WalkDepth(const WalkDepth&) = delete;
+  WalkDepth& operator=(const WalkDepth&) = delete;
+
+ private:
+  kav_xml::WalkIndex* index_;
+};
 
 // What the walk does with an element after the name check.
 enum class WalkKind { kOther, kImg, kLink, kTable, kBlockquote, kDiv, kA };
@@ -381,6 +470,8 @@ void XMLBase::PrintError(void* ctx, const char* /*msg*/, ...) {
   // first string and its node; the formatted message is not needed.
   auto* state = static_cast<TRepairState*>(ctx);
   if (state == nullptr || state->lastError == nullptr) return;
+  // A repair must see the element with its children.
+  if (state->index != nullptr) state->index->Reveal();
   const xmlError* error = state->lastError;
   auto* node = static_cast<xmlNode*>(error->node);
   if (node != nullptr && node->type != XML_ELEMENT_NODE) node = nullptr;
@@ -394,7 +485,7 @@ void XMLBase::PrintError(void* ctx, const char* /*msg*/, ...) {
       break;
     case XML_DTD_INVALID_CHILD:
     case XML_DTD_UNKNOWN_ELEM:
-      RepairChild(node, str1, state->pending);
+      RepairChild(node, str1, state->pending, state->index);
       break;
     case XML_DTD_MISSING_ATTRIBUTE:
       if (node == nullptr) break;
@@ -466,6 +557,14 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
   if (ctxt == nullptr || repairState == nullptr) return 0;
   std::vector<xmlNode*>& pending = repairState->pending;
   auto queue = [&pending](xmlNode* doomed) { pending.push_back(doomed); };
+  kav_xml::WalkIndex* index = repairState->index;
+  WalkDepth depth(index);
+  // A failed part is noted as soon as it fails: from then on the walk's
+  // result is 0, which spares later checks that decide nothing else.
+  auto note = [index](int r) {
+    if (r != 1 && index != nullptr) index->failed = true;
+    return r;
+  };
 
   int result = 1;
   const bool hasName = node->name != nullptr;
@@ -497,7 +596,7 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
       ReleaseAttributes(node);
       RenameNode(node, "div");
       // The parent may now hold a div where it allows none.
-      if (parent != nullptr) result = xmlValidateOneElement(ctxt, doc, parent);
+      if (parent != nullptr) result = note(RevalidateParent(ctxt, doc, parent, repairState));
     } else if (parent != nullptr && parent->name != nullptr &&
                ListHasFramed(kav_xml::kListContainerNames, NodeName(parent))) {
       queue(node);
@@ -592,15 +691,15 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
     }
   }
 
-  result = Both(result, xmlValidateOneElement(ctxt, doc, node));
+  result = note(Both(result, xmlValidateOneElement(ctxt, doc, node)));
   if (!pending.empty() && pending.back() == node) return result;
 
   if (node->type == XML_ELEMENT_NODE) {
-    result = Both(result, ValidateAttributes(ctxt, doc, node, idList, idOwners, *idIndex,
-                                             currentAttr, repairState));
+    result = note(Both(result, ValidateAttributes(ctxt, doc, node, idList, idOwners, *idIndex,
+                                                  currentAttr, repairState)));
     for (xmlNs* ns = node->nsDef; ns != nullptr; ns = ns->next) {
       const xmlChar* prefix = node->ns != nullptr ? node->ns->prefix : nullptr;
-      result = Both(result, xmlValidateOneNamespace(ctxt, doc, node, prefix, ns, ns->href));
+      result = note(Both(result, xmlValidateOneNamespace(ctxt, doc, node, prefix, ns, ns->href)));
     }
   }
 
@@ -608,7 +707,7 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
   // repairs may have emptied this node.
   xmlNode* child = node->children;
   while (child != nullptr) {
-    result = Both(result, xhtmlValidateElement(ctxt, doc, child));
+    result = note(Both(result, xhtmlValidateElement(ctxt, doc, child)));
     child = child->next;
   }
   return result;

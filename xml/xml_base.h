@@ -31,12 +31,14 @@ XMLAttrInfo* SetAttrInfo(XMLAttrInfo* info, const char* name, const char* value,
 // handlers as their user data.
 namespace kav_xml {
 class IdIndex;
+class WalkIndex;
 }
 
 struct TRepairState {
   xmlError* lastError;            // libxml2's last-error record
   xmlAttr** currentAttr;          // the attribute being validated
   std::vector<xmlNode*> pending;  // nodes to delete after the walk
+  kav_xml::WalkIndex* index;      // what the walk knows of children, or null
 };
 
 // One libxml2 document and the operations every document of a book is

@@ -169,6 +169,10 @@ TEST_F(HtmlProcess, RepairsGiveValidPagesExceptForTheDeliberateQuirks) {
       {"<p><a href=\"http://e.com/f.html\">f</a><a href=\"http://e.com/\">s</a></p>",
        "<p><span style=\"color:#0000ff;\">f</span><a href=\"http://e.com/\">s</a></p>"},
       {"<p><a href=\"missing.html\">m</a></p>", "<p><span style=\"color:#0000ff;\">m</span></p>"},
+      // The span's own check renames its div; each object then becomes a div, and the span's
+      // second check renames the first div again, which now stands before the one renamed.
+      {"<span><object>o</object><div>d</div><object>p</object></span>",
+       "<div><span><span>o</span><span>d</span><span>p</span></span></div>"},
       {"<ul><li>i</li><a href=\"y.html\"></a></ul>", "<ul><li>i</li></ul>"},
       {"<p id=\"b c\">3</p>", "<p>3</p>"},
       {"<p lang=\"fr\" xml:lang=\"de\">x</p>", "<p xml:lang=\"fr\">x</p>"},
