@@ -88,7 +88,7 @@ std::string ReadTextRecords(const MOBIData& m) {
   std::string text;
   const MOBIPdbRecord* record = mobi_get_record_by_seqnumber(&m, mobi_get_kf8offset(&m) + 1);
   for (size_t i = 0; i < m.rh->text_record_count && record != nullptr; ++i, record = record->next) {
-    if (record->data == nullptr) continue;
+    if (record->data == nullptr || record->size == 0) continue;
     // Each record ends in entries that are not text, their sizes counted
     // from its end. Entries that do not fit belong to a record whose end is
     // lost: all of it is read, a few bytes of noise after its text.
