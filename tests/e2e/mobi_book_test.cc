@@ -3,11 +3,13 @@
 // (tests/data/mobi/damage.py).
 
 #include <algorithm>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "e2e/book_checks.h"
+#include "platform/mobi/kav_mobi.h"
 
 namespace {
 
@@ -141,6 +143,11 @@ TEST(DamagedMobiBook, ConvertsWithTheWholeBooksTextPicturesAndCover) {
     if (XPathTexts(opf, "//opf:item[@id='cover-image']").empty()) allowed.push_back("RSC-005");
     kave2e::ExpectOnlyFindings(epub, allowed);
   }
+  // With its text records destroyed too, nothing is left to read.
+  kavtest::TempDir dir;
+  EXPECT_CODE(KAV_MOBI_ERR_NO_TEXT,
+              Convert(kFixtures + "invalid/no-text_lantern_kf8.mobi", dir, dir / "none.epub"));
+  EXPECT_FALSE(std::ifstream(dir / "none.epub").good());
 }
 
 }  // namespace
