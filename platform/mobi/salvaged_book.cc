@@ -3,6 +3,8 @@
 #include <stdint.h>
 #include <stdio.h>
 
+#include <map>
+
 #include "platform/mobi/filepos_anchors.h"
 #include "platform/mobi/kf8_join.h"
 #include "platform/mobi/kf8_links.h"
@@ -96,6 +98,8 @@ std::string ValidUtf8(std::string_view text) {
 
 std::string WithPictureSources(std::string_view html, const MOBIPart* pictures) {
   constexpr std::string_view kAttribute = " recindex=\"";
+  std::map<size_t, const MOBIPart*> byUid;
+  for (const MOBIPart* p = pictures; p != nullptr; p = p->next) byUid.emplace(p->uid, p);
   std::string out;
   out.reserve(html.size());
   size_t copied = 0;
@@ -107,10 +111,9 @@ std::string WithPictureSources(std::string_view html, const MOBIPart* pictures) 
       number = html[i] >= '0' && html[i] <= '9' ? number * 10 + static_cast<size_t>(html[i] - '0')
                                                 : npos;
     }
-    std::string name;
-    for (const MOBIPart* p = pictures; p != nullptr && number != 0 && number != npos; p = p->next) {
-      if (p->uid == number - 1) name = ImageFileName(*p);
-    }
+    auto picture = number != 0 && number != npos ? byUid.find(number - 1) : byUid.end();
+    if (picture == byUid.end()) continue;
+    const std::string name = ImageFileName(*picture->second);
     if (name.empty()) continue;
     out.append(html.substr(copied, at - copied));
     out += " src=\"" + name + "\"";
