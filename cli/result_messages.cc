@@ -55,7 +55,7 @@ const std::map<int, const char*>& Messages() {
       {KAV_MOBI_ERR_WRITE, "the MOBI book's content could not be written out (disk full?)"},
       {KAV_MOBI_ERR_NOT_OPEN, "no MOBI book is open"},
       {KAV_MOBI_ERR_NO_MEMORY, "out of memory while reading the MOBI book"},
-      {KAV_MOBI_ERR_NO_TEXT, "the MOBI book holds no text"},
+      {KAV_MOBI_ERR_NO_TEXT, "the MOBI book holds no readable text"},
   };
   return messages;
 }

@@ -28,7 +28,7 @@ cmake --build "$build" -j"$jobs" --target "${targets[@]/%/_fuzzer}" >"$build/bui
 
 seed_mobi() {
   local corpus=$1 f base
-  for f in "$root"/tests/data/mobi/*.mobi "$root"/tests/data/mobi/invalid/*.mobi; do
+  for f in "$root"/tests/data/mobi/*.mobi "$root"/tests/data/mobi/{damaged,invalid}/*.mobi; do
     [ -f "$f" ] || continue
     base=$(basename "$f" .mobi)
     cp "$f" "$corpus/fixture-$base"

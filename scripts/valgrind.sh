@@ -61,7 +61,7 @@ for test in "$build"/tests/e2e_*_test; do
   run "$(basename "$test")" "$test" "--gtest_filter=-$slow"
 done
 
-# kav-epub directly, on a text, an HTML and a MOBI book.
+# kav-epub directly, on a text, an HTML, a MOBI and a damaged MOBI book.
 books=$work/books
 mkdir -p "$books"
 printf '<html><body><h1>One</h1><p>A page <a href="two.html">on</a>.</p></body></html>' \
@@ -72,6 +72,8 @@ run kav-epub-txt "$build/kav-epub" txt samples/the-clockmakers-apprentice.txt "$
 run kav-epub-html "$build/kav-epub" html "$books/one.html" "$books/h.epub" --quiet
 run kav-epub-mobi "$build/kav-epub" mobi tests/data/mobi/lantern_kf8.mobi \
   "$books/m.epub" --quiet
+run kav-epub-mobi-damaged "$build/kav-epub" mobi tests/data/mobi/damaged/fragment_lantern_joint.mobi \
+  "$books/d.epub" --quiet
 
 # The interrupt path: a conversion's process killed in the middle of an HTML
 # import, the tool exiting 128 + the signal with its working directory,

@@ -1,6 +1,7 @@
 #include "platform/mobi/html_extract.h"
 
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/mobi/contained_references.h"
@@ -32,10 +33,15 @@ std::string BookHtml(const MOBIRawml& rawml) {
 }
 
 int ExtractBookHtml(const MOBIRawml& rawml, const std::string& htmlPath) {
-  std::string html = WithContainedReferences(BookHtml(rawml));
+  return ExtractHtmlAndPictures(BookHtml(rawml), rawml.resources, htmlPath);
+}
+
+int ExtractHtmlAndPictures(std::string html, const MOBIPart* pictures,
+                           const std::string& htmlPath) {
+  html = WithContainedReferences(std::move(html));
   size_t slash = htmlPath.rfind('/');
   std::string dir = slash == std::string::npos ? std::string() : htmlPath.substr(0, slash + 1);
-  int result = WriteImageResources(rawml.resources, dir);
+  int result = WriteImageResources(pictures, dir);
   if (result != 0) return result;
   return WriteFileAtomically(htmlPath, html.data(), html.size()) ? 0 : KAV_MOBI_ERR_WRITE;
 }

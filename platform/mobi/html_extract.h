@@ -15,6 +15,9 @@ std::string BookHtml(const MOBIRawml& rawml);
 // a failure leaves no HTML file; 0 or KAV_MOBI_ERR_WRITE.
 int ExtractBookHtml(const MOBIRawml& rawml, const std::string& htmlPath);
 
+// The same for a book's html and pictures read past libmobi (SalvagedBook).
+int ExtractHtmlAndPictures(std::string html, const MOBIPart* pictures, const std::string& htmlPath);
+
 }  // namespace kavmobi
 
 #endif  // KAV_EPUB_PLATFORM_MOBI_HTML_EXTRACT_H_

@@ -4,7 +4,6 @@
 
 #include <new>
 
-#include "platform/mobi/html_extract.h"
 #include "platform/mobi/mobi_book.h"
 
 // The record's handle is the MobiBook. No exception leaves these functions:
@@ -33,7 +32,7 @@ int ExtractHtml(void* handle, const char* htmlPath) {
   if (handle == nullptr || !BookOf(handle)->IsOpen()) return KAV_MOBI_ERR_NOT_OPEN;
   if (htmlPath == nullptr || htmlPath[0] == '\0') return KAV_MOBI_ERR_ARGUMENT;
   try {
-    return kavmobi::ExtractBookHtml(*BookOf(handle)->Rawml(), htmlPath);
+    return BookOf(handle)->ExtractHtml(htmlPath);
   } catch (...) {
     return KAV_MOBI_ERR_NO_MEMORY;
   }

@@ -13,7 +13,7 @@
 #define KAV_MOBI_ERR_WRITE 625      // an output file could not be written
 #define KAV_MOBI_ERR_NOT_OPEN 626   // no book is open
 #define KAV_MOBI_ERR_NO_MEMORY 627  // out of memory
-#define KAV_MOBI_ERR_NO_TEXT 628    // the book holds no HTML text
+#define KAV_MOBI_ERR_NO_TEXT 628    // the book holds no readable text
 
 #ifdef __cplusplus
 extern "C" {

@@ -54,6 +54,19 @@ void AppendPart(const MarkupPart& part, const LinkResolver& resolve, std::string
   AppendResolvingLinks(html.substr(contentStart, contentEnd - contentStart), resolve, out);
 }
 
+// True when the tag at pos is the start tag (or with end, the end tag) of
+// name; looks at the next few bytes only.
+bool TagAt(std::string_view text, size_t pos, std::string_view name, bool end = false) {
+  std::string_view start = text.substr(pos, name.size() + (end ? 3 : 2));
+  return end ? FindLastEndTag(start, name) == 0 : FindStartTag(start, name) == 0;
+}
+
+void AppendDocumentStart(std::string& out) {
+  out += "<html><head>";
+  out += kUtf8Meta;
+  out += "<title></title></head><body>";
+}
+
 }  // namespace
 
 std::string PartAnchorId(size_t uid) {
@@ -67,10 +80,43 @@ std::string JoinKf8Parts(const std::vector<MarkupPart>& parts, const LinkResolve
   for (const MarkupPart& part : parts) size += part.html.size() + 64;
   std::string out;
   out.reserve(size);
-  out += "<html><head>";
-  out += kUtf8Meta;
-  out += "<title></title></head><body>";
+  AppendDocumentStart(out);
   for (const MarkupPart& part : parts) AppendPart(part, resolve, out);
+  out += "</body></html>";
+  return out;
+}
+
+std::string ReadableKf8Flow(std::string_view flow, const LinkResolver& resolve) {
+  std::string out;
+  out.reserve(flow.size() + 128);
+  AppendDocumentStart(out);
+  size_t copied = 0;
+  bool headEnds = true;
+  for (size_t tag = flow.find('<'); tag != npos; tag = flow.find('<', tag + 1)) {
+    size_t skipTo;
+    if (flow.compare(tag, 2, "<?") == 0 || flow.compare(tag, 2, "<!") == 0) {
+      // Declarations; a comment is kept, the parser knows it.
+      if (flow.compare(tag, 4, "<!--") == 0) continue;
+      skipTo = TagEnd(flow, tag);
+    } else if (TagAt(flow, tag, "head")) {
+      // To the end of the head; once none is left, a head is just its tag.
+      skipTo = TagEnd(flow, tag);
+      size_t close = headEnds ? flow.find("</", tag) : npos;
+      while (close != npos && !TagAt(flow, close, "head", true)) close = flow.find("</", close + 2);
+      headEnds = close != npos;
+      if (headEnds) skipTo = TagEnd(flow, close);
+    } else if (TagAt(flow, tag, "html") || TagAt(flow, tag, "html", true) ||
+               TagAt(flow, tag, "body") || TagAt(flow, tag, "body", true)) {
+      skipTo = TagEnd(flow, tag);
+    } else {
+      continue;
+    }
+    if (skipTo == npos) break;  // a tag that never closes: the rest is text
+    AppendResolvingLinks(flow.substr(copied, tag - copied), resolve, out);
+    copied = skipTo;
+    tag = skipTo - 1;
+  }
+  AppendResolvingLinks(flow.substr(copied), resolve, out);
   out += "</body></html>";
   return out;
 }

@@ -26,6 +26,13 @@ using LinkResolver = std::function<std::string(std::string_view url)>;
 // parts' heads (their titles and style sheet links) are dropped.
 std::string JoinKf8Parts(const std::vector<MarkupPart>& parts, const LinkResolver& resolve);
 
+// The same for a KF8 text whose skeleton and fragment indices are lost: its
+// first flow holds each file's skeleton (an XML declaration, an html element
+// with the head and an empty body) followed by that file's content. The
+// skeletons' declarations, heads and html and body tags are dropped, the
+// content is kept in its order.
+std::string ReadableKf8Flow(std::string_view flow, const LinkResolver& resolve);
+
 }  // namespace kavmobi
 
 #endif  // KAV_EPUB_PLATFORM_MOBI_KF8_JOIN_H_

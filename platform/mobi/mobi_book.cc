@@ -8,6 +8,7 @@
 
 #include <string>
 
+#include "platform/mobi/html_extract.h"
 #include "platform/mobi/kav_mobi.h"
 #include "platform/mobi/quiet_libxml2.h"
 #include "platform/mobi/resource_writer.h"
@@ -97,13 +98,38 @@ int MobiBook::Open(const char* path) {
         rawml_ == nullptr
             ? KAV_MOBI_ERR_NO_MEMORY
             : ReaderCode(mobi_parse_rawml_opt(rawml_, data_, false, false, !mobi_is_kf8(data_)));
+    if (result == 0 && !HasHtmlPart(rawml_)) result = KAV_MOBI_ERR_NO_TEXT;
+    // The structure could not be rebuilt: the text may still be there.
+    if (result == KAV_MOBI_ERR_DAMAGED || result == KAV_MOBI_ERR_NO_TEXT) result = Salvage();
   }
-  if (result == 0 && !HasHtmlPart(rawml_)) result = KAV_MOBI_ERR_NO_TEXT;
   if (result != 0) Close();
   return result;
 }
 
+int MobiBook::Salvage() {
+  mobi_free_rawml(rawml_);
+  rawml_ = nullptr;
+  salvaged_ = std::make_unique<SalvagedBook>();
+  if (SalvageBook(*data_, salvaged_.get())) return 0;
+  salvaged_.reset();
+  return KAV_MOBI_ERR_NO_TEXT;
+}
+
+int MobiBook::ExtractHtml(const std::string& htmlPath) const {
+  if (rawml_ != nullptr) return ExtractBookHtml(*rawml_, htmlPath);
+  if (salvaged_ == nullptr) return KAV_MOBI_ERR_NOT_OPEN;
+  return ExtractHtmlAndPictures(salvaged_->html, Resources(), htmlPath);
+}
+
+const MOBIPart* MobiBook::Resources() const {
+  if (rawml_ != nullptr) return rawml_->resources;
+  if (salvaged_ == nullptr || salvaged_->pictures.empty()) return nullptr;
+  return &salvaged_->pictures.front();
+}
+
 void MobiBook::Close() {
+  // The salvaged pictures point into the loaded records.
+  salvaged_.reset();
   // The parsed parts refer to the loaded records: free them first.
   if (rawml_ != nullptr) mobi_free_rawml(rawml_);
   rawml_ = nullptr;
@@ -126,8 +152,10 @@ char* MobiBook::CoverFileName() const {
   // gives its resource number.
   const MOBIExthHeader* offset = mobi_get_exthrecord_by_tag(data_, EXTH_COVEROFFSET);
   if (offset == nullptr) return nullptr;
-  const MOBIPart* cover = mobi_get_resource_by_uid(
-      rawml_, mobi_decode_exthvalue(static_cast<const unsigned char*>(offset->data), offset->size));
+  const size_t uid =
+      mobi_decode_exthvalue(static_cast<const unsigned char*>(offset->data), offset->size);
+  const MOBIPart* cover = Resources();
+  while (cover != nullptr && cover->uid != uid) cover = cover->next;
   if (cover == nullptr) return nullptr;
   std::string name = ImageFileName(*cover);
   return name.empty() ? nullptr : strdup(name.c_str());

@@ -3,6 +3,11 @@
 
 #include <mobi.h>
 
+#include <memory>
+#include <string>
+
+#include "platform/mobi/salvaged_book.h"
+
 namespace kavmobi {
 
 // One MOBI 6, KF8 or joint MOBI 6 + KF8 book, loaded and parsed into HTML
@@ -16,11 +21,17 @@ class MobiBook {
 
   // Loads and parses the whole book, so that every failure, DRM included,
   // shows here rather than halfway through writing; 0 or a KAV_MOBI_ERR code.
+  // A book whose structure libmobi cannot rebuild is read from its text
+  // records (SalvagedBook); only one without readable text fails then.
   int Open(const char* path);
   // Releases the book; harmless when none is open.
   void Close();
-  bool IsOpen() const { return rawml_ != nullptr; }
+  bool IsOpen() const { return rawml_ != nullptr || salvaged_ != nullptr; }
+  // Null for a salvaged book.
   const MOBIRawml* Rawml() const { return rawml_; }
+
+  // Writes the HTML and its pictures (ExtractBookHtml); 0 or a KAV_MOBI_ERR code.
+  int ExtractHtml(const std::string& htmlPath) const;
 
   // malloc'ed UTF-8 strings, null when no book is open. A book without a
   // title or author gives "".
@@ -31,8 +42,14 @@ class MobiBook {
   char* CoverFileName() const;
 
  private:
+  // Reads the loaded book past libmobi's failed parse; 0 or KAV_MOBI_ERR_NO_TEXT.
+  int Salvage();
+  // The pictures (and for a parsed book the other resources), linked.
+  const MOBIPart* Resources() const;
+
   MOBIData* data_ = nullptr;
   MOBIRawml* rawml_ = nullptr;
+  std::unique_ptr<SalvagedBook> salvaged_;  // instead of rawml_
 };
 
 }  // namespace kavmobi

@@ -5,6 +5,9 @@
 #include "platform/mobi/filepos_anchors.h"
 #include "platform/mobi/kf8_join.h"
 #include "platform/mobi/kf8_links.h"
+#include "platform/mobi/resource_writer.h"
+#include "platform/mobi/salvaged_book.h"
+#include "platform/mobi/text_records.h"
 #include "platform/mobi/utf8_charset.h"
 #include "support/test_support.h"
 
@@ -94,6 +97,87 @@ TEST(Kf8Links, PositionsBecomeTheNextIdOrThePartStartAndPicturesTheirFiles) {
              {"kindle:embed:0004?mime=image/gif", "resource00003.gif"},
              {"kindle:embed:0001", ""}}) {  // no resource 0
     EXPECT_EQ(expected, links.Resolve(url)) << url;
+  }
+}
+
+// A KF8 text without its indices: skeleton shells dropped, content kept in
+// order, pictures found, positions lost.
+TEST(Kf8Join, RawFlowKeepsTheContentBetweenTheSkeletons) {
+  const std::string top = "<html><head>" + kMeta + "<title></title></head><body>";
+  auto resolve = [](std::string_view url) -> std::string {
+    return url.rfind("kindle:embed:", 0) == 0 ? "p.gif" : "#";
+  };
+  const std::string skeleton =
+      "<?xml version=\"1.0\"?>\n<!DOCTYPE html><html xmlns=\"x\"><head><title>T</title>"
+      "<link href=\"kindle:flow:0001\"/></head><BODY aid=\"0\">\n</body></html>";
+  for (const auto& [flow, expected] :
+       Cases{{skeleton + "<p aid=\"1\">one <a href=\"kindle:pos:fid:0001:off:0\">x</a></p>" +
+                  skeleton + "<!-- c --><img src=\"kindle:embed:0004?mime=image/gif\"/>",
+              "\n\n<p aid=\"1\">one <a href=\"#\">x</a></p>\n\n<!-- c --><img src=\"p.gif\"/>"},
+             {"<head><p>no end of head", "<p>no end of head"},
+             {"<p>a</p><html lang=\"unclosed", "<p>a</p><html lang=\"unclosed"},
+             {"plain text", "plain text"}}) {
+    EXPECT_EQ(top + expected + "</body></html>", ReadableKf8Flow(flow, resolve)) << flow;
+  }
+}
+
+TEST(SalvagedBook, TextBecomesValidUtf8AndRecordNumbersPictureNames) {
+  const std::string r = "\xef\xbf\xbd";  // U+FFFD, one for each bad byte
+  const std::string good = "ok \xc3\xa4 \xe7\x81\xaf \xf0\x9f\x8f\xae\t\r\n";
+  for (const auto& [text, expected] :
+       Cases{{good, good},
+             {std::string("a\0b\x01\x7f", 5), "ab\x7f"},
+             {"\xff\xc3(\xe7\x81", r + r + "(" + r + r},      // stray bytes, a cut sequence
+             {"\xc0\xaf\xed\xa0\x80", r + r + r + r + r}}) {  // overlong, surrogate
+    EXPECT_EQ(expected, ValidUtf8(text)) << text;
+  }
+  MOBIPart gif = {3, T_GIF, 0, nullptr, nullptr}, jpg = {0, T_JPG, 0, nullptr, &gif};
+  EXPECT_EQ(
+      "<img src=\"resource00003.gif\" width=\"1\"><img recindex=\"00009\">"
+      "<img hirecindex=\"00001\"><img src=\"resource00000.jpg\">",
+      WithPictureSources("<img recindex=\"00004\" width=\"1\"><img recindex=\"00009\">"
+                         "<img hirecindex=\"00001\"><img recindex=\"1\">",
+                         &jpg));
+}
+
+TEST(TextRecords, PalmDocLiteralsPairsAndCopies) {
+  struct Case {
+    std::string record, text;
+    bool intact;
+  };
+  for (const Case& c : {Case{"ab\x02\x80\x01z", "ab\x80\x01z", true},  // 2 bytes as they are
+                        Case{"x\xe1", "x a", true},                    // space + 'a'
+                        Case{"abc\x80\x1a", "abcabcab", true},  // 3 back, 5 long: overlapping
+                        Case{"\xbf\xffok", "ok", false},        // a copy from before the start
+                        Case{"ok\x80", "ok", false}}) {         // a pair cut off
+    std::string out = "earlier records ";
+    EXPECT_EQ(c.intact, DecompressPalmDoc(c.record, out)) << c.record;
+    EXPECT_EQ("earlier records " + c.text, out) << c.record;
+  }
+}
+
+// Read record by record, an intact book gives the text and the pictures
+// libmobi gives.
+TEST(TextRecords, WholeBooksReadAsLibmobiReadsThem) {
+  for (std::string name :
+       {"lantern_mobi6", "lantern_kf8", "lantern_joint", "special_title_mobi6"}) {
+    SCOPED_TRACE(name);
+    MOBIData* m = mobi_init();
+    ASSERT_EQ(MOBI_SUCCESS, mobi_load_filename(m, ("tests/data/mobi/" + name + ".mobi").c_str()));
+    size_t size = mobi_get_text_maxsize(m);
+    std::string whole(size, '\0');
+    ASSERT_EQ(MOBI_SUCCESS, mobi_get_rawml(m, &whole[0], &size));
+    whole.resize(size);
+    EXPECT_EQ(whole, ReadTextRecords(*m));
+    std::string ours, theirs;
+    for (const MOBIPart& p : PictureRecords(*m)) ours += ImageFileName(p) + " ";
+    MOBIRawml* rawml = mobi_init_rawml(m);
+    ASSERT_EQ(MOBI_SUCCESS, mobi_parse_rawml_opt(rawml, m, false, false, false));
+    for (const MOBIPart* p = rawml->resources; p != nullptr; p = p->next)
+      theirs += ImageFileName(*p) + (ImageFileName(*p).empty() ? "" : " ");
+    EXPECT_EQ(theirs, ours);
+    mobi_free_rawml(rawml);
+    mobi_free(m);
   }
 }
 

@@ -37,6 +37,7 @@ TEST(MobiReader, InvalidBooksFailWithTheirCodeAndWriteNothing) {
                                                {"empty.mobi", KAV_MOBI_ERR_DAMAGED},
                                                {"not_a_mobi.mobi", KAV_MOBI_ERR_DAMAGED},
                                                {"truncated_lantern_kf8.mobi", KAV_MOBI_ERR_DAMAGED},
+                                               {"no-text_lantern_kf8.mobi", KAV_MOBI_ERR_NO_TEXT},
                                                {"missing.mobi", KAV_MOBI_ERR_NOT_FOUND},
                                                {"", KAV_MOBI_ERR_NOT_FOUND}};  // the directory
   for (const auto& [name, code] : expected) {
