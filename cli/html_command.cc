@@ -25,6 +25,9 @@ int BuildHtmlBook(TEpubService* service, const Options& options, const char* out
   }
   int code = service->InitEpub(service->data, workDir, title.c_str(), options.Get("author", ""));
   if (code != 0) return code;
+  // Each page in its own encoding unless --encoding names one for all.
+  code = KavEpubSetHtmlEncoding(service, options.Get("encoding", "auto"));
+  if (code != 0) return code;
   if (options.Has("cover")) {
     const std::string cover = options.Get("cover", "");
     WarnOfSkippedCover(cover);
@@ -63,7 +66,7 @@ int RunHtml(const Options& options) {
   if (options.positional.size() < 2) {
     fprintf(stderr,
             "usage: kav-epub html INDEX.html [MORE.html ...] OUTPUT.epub [--title T] "
-            "[--author A] [--cover IMAGE] [--quiet]\n");
+            "[--author A] [--cover IMAGE] [--encoding E] [--quiet]\n");
     return kExitUsage;
   }
   const char* output = options.positional.back().c_str();

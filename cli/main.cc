@@ -41,9 +41,11 @@ const std::vector<Command>& Commands() {
        "      (UTF-8, UTF-16, GB18030, Big5, Shift_JIS, ...) is detected unless named"},
       {"html",
        kavcli::RunHtml,
-       {"title", "author", "cover"},
+       {"title", "author", "cover", "encoding"},
        "html INDEX.html [MORE.html ...] OUTPUT.epub [--title T] [--author A] [--cover IMAGE]\n"
-       "      HTML pages with the pages, pictures and style sheets they link to"},
+       "      [--encoding E]\n"
+       "      HTML pages with the pages, pictures and style sheets they link to, each read\n"
+       "      in the encoding it declares (or detected) unless --encoding names one for all"},
       {"mobi",
        kavcli::RunMobi,
        {},
