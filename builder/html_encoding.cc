@@ -349,14 +349,12 @@ std::string ChoosePageEncoding(const std::string& page, const std::string& mode,
                                size_t* bomLength) {
   std::string encoding;
   *bomLength = BomLength(page, &encoding);
+  // A byte-order mark decides, whatever else is said (as in browsers).
+  if (*bomLength > 0) return encoding;
   if (mode != "auto") {
     const std::string named = EncodingForLabel(mode);
-    const std::string forced = named.empty() ? mode : named;
-    // A mark of the named encoding is not text.
-    if (forced != encoding) *bomLength = 0;
-    return forced;
+    return named.empty() ? mode : named;
   }
-  if (*bomLength > 0) return encoding;
   encoding = Utf16ByZeroBytes(page);
   if (!encoding.empty()) return encoding;
   encoding = EncodingForLabel(DeclaredLabel(page));
@@ -376,9 +374,9 @@ std::string DecodeToUtf8(const std::string& bytes, const std::string& encoding) 
   iconv_t cd = iconv_open("UTF-8", encoding.c_str());
   if (cd == reinterpret_cast<iconv_t>(-1)) return text;
   text.reserve(bytes.size() + bytes.size() / 2);
-  std::string in = bytes;
-  char* src = &in[0];
-  size_t left = in.size();
+  // iconv does not write through its input pointer.
+  char* src = const_cast<char*>(bytes.data());
+  size_t left = bytes.size();
   char out[16 << 10];
   while (left > 0) {
     char* dst = out;

@@ -22,8 +22,8 @@ std::string EncodingForLabel(const std::string& label);
 std::string DeclaredLabel(const std::string& page);
 
 // The encoding a page is read in, as an iconv name, and the length of a
-// byte-order mark that opens it. mode is "auto" or an encoding to use for
-// every page. In "auto": a byte-order mark decides; else UTF-16 told by its
+// byte-order mark that opens it. A byte-order mark decides; else mode is
+// an encoding to use for every page, or "auto": UTF-16 told by its
 // zero bytes; else the page's own declaration, unless it says UTF-8 and
 // the bytes are not; else UTF-8 when the bytes are; else a guess
 // (uchardet), and windows-1252 when there is no telling.

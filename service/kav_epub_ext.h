@@ -75,7 +75,8 @@ KAV_EXPORT int KavEpubSetPageListed(TEpubService* service, int listed);
    read by the WHATWG Encoding Standard ("iso-8859-1" is windows-1252,
    "gb2312" GB18030, "shift_jis" Windows-31J), unless it declares UTF-8 and
    the bytes are not; else UTF-8 when the bytes are; else a guess. An
-   encoding label or iconv name ("GB18030"): every page in that one. Null or
+   encoding label or iconv name ("GB18030"): every page in that one (a
+   byte-order mark still decides). Null or
    "": off, every page read as UTF-8. The pages are made UTF-8 before the
    clean-up and say so in the book; a style sheet opening with an @charset
    of another encoding (or a byte-order mark) is made UTF-8 too. An encoding
