@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "builder/html_encoding.h"
 #include "builder/page_extras.h"
 #include "fileutil/file_util.h"
 #include "platform/tool/kav_tool.h"
@@ -27,6 +28,7 @@ EpubBase::EpubBase()
 
 EpubBase::~EpubBase() {
   kav_builder::ForgetPageExtras(this);
+  kav_builder::ForgetHtmlEncoding(this);
   Destory();
 }
 

@@ -1,11 +1,13 @@
 #include <stdio.h>
 #include <stdlib.h>
+#include <strings.h>
 
 #include <filesystem>
 #include <string>
 
 #include "builder/book_paths.h"
 #include "builder/epub_base.h"
+#include "builder/html_encoding.h"
 #include "fileutil/file_util.h"
 #include "service/kav_result.h"
 #include "xml/xml_base.h"
@@ -60,6 +62,10 @@ std::string DestDirOf(const std::string& dest) {
   return slash == std::string::npos ? std::string() : dest.substr(0, slash + 1);
 }
 
+bool IsStyleSheet(const std::string& name) {
+  return name.size() > 4 && strcasecmp(name.c_str() + name.size() - 4, ".css") == 0;
+}
+
 }  // namespace
 
 int EpubBase::AddHTHLToEpub(const char* htmlPath) {
@@ -96,6 +102,7 @@ int EpubBase::GenerateNewHtml(const char* srcPath, const char* destPath) {
   };
 
   importedFiles.clear();
+  const std::string encodingMode = kav_builder::HtmlEncodingOf(this);
   int r = importPage(srcPath != nullptr ? srcPath : "", destPath != nullptr ? destPath : "");
   while (!walk.empty()) {
     OpenPage& page = walk.back();
@@ -117,7 +124,11 @@ int EpubBase::GenerateNewHtml(const char* srcPath, const char* destPath) {
       importPage(srcRes, destRes);  // may grow walk: page is not used after this
     } else if (importedFiles.insert(ImportKey(srcRes, destRes)).second) {
       opfFile->AddRecordToOpf(name.c_str());
-      CopyFile(srcRes.c_str(), destRes.c_str());
+      if (!encodingMode.empty() && IsStyleSheet(name)) {
+        kav_builder::CopyStyleSheet(srcRes, destRes);
+      } else {
+        CopyFile(srcRes.c_str(), destRes.c_str());
+      }
     }
   }
   importedFiles.clear();
@@ -138,7 +149,16 @@ int EpubBase::ImportHtml(const char* srcPath, const char* destPath,
   // Without a document nothing can be imported; that is not reported.
   if (page.Init() != 0) return KAV_OK;
 
-  int r = page.HtmlProcess(src.c_str(), SourceDirOf(src).c_str(), stem.c_str(), dtdPath.c_str());
+  // A host that asked for pages in their own encoding gets the clean-up
+  // reading a UTF-8 copy; references are still looked up beside the page.
+  std::string readPath = src;
+  const std::string encodingMode = kav_builder::HtmlEncodingOf(this);
+  const std::string copyPath = tempDir + "/page-utf8.html";
+  int r = encodingMode.empty() ? KAV_OK
+                               : kav_builder::Utf8PageFor(src, encodingMode, copyPath, &readPath);
+  if (r != 0) return r;
+  r = page.HtmlProcess(readPath.c_str(), SourceDirOf(src).c_str(), stem.c_str(), dtdPath.c_str());
+  if (readPath != src) remove(readPath.c_str());
   if (r != 0) return r;
   CreateFile(dest.c_str());
   page.SaveFile(dest.c_str());  // a failed save is not reported

@@ -25,6 +25,9 @@ int BuildHtmlBook(TEpubService* service, const Options& options, const char* out
   }
   int code = service->InitEpub(service->data, workDir, title.c_str(), options.Get("author", ""));
   if (code != 0) return code;
+  // Each page in its own encoding unless --encoding names one for all.
+  code = KavEpubSetHtmlEncoding(service, options.Get("encoding", "auto"));
+  if (code != 0) return code;
   if (options.Has("cover")) {
     const std::string cover = options.Get("cover", "");
     WarnOfSkippedCover(cover);

@@ -57,10 +57,12 @@ const std::vector<Command>& Commands() {
        kavcli::RunHtml,
        "INDEX.html [MORE.html ...] OUTPUT.epub",
        "HTML pages with the pages, pictures and style sheets\n"
-       "they link to",
-       {{"title", '\0', "T", "the book's title"},
+       "they link to, each read in the encoding it declares\n"
+       "(or detected) unless --encoding names one for all",
+       {{"title", '\0', "T", "the book's title (default: the top page's <title>)"},
         {"author", '\0', "A", "the book's author"},
-        {"cover", '\0', "IMAGE", "a .jpeg, .jpg, .png or .gif picture as the cover"}}},
+        {"cover", '\0', "IMAGE", "a .jpeg, .jpg, .png or .gif picture as the cover"},
+        {"encoding", '\0', "E", "read every page in this encoding, any name iconv --list shows"}}},
       {"mobi",
        kavcli::RunMobi,
        "INPUT.mobi OUTPUT.epub",

@@ -123,6 +123,7 @@ def _declare_extension(library):
         "KavEpubSetLanguage": (ctypes.c_int, [record, _Str]),
         "KavEpubSetPageHeading": (ctypes.c_int, [record, _Str]),
         "KavEpubSetPageListed": (ctypes.c_int, [record, ctypes.c_int]),
+        "KavEpubSetHtmlEncoding": (ctypes.c_int, [record, _Str]),
         "KavEpubConvertText": (ctypes.c_int, [_Str, _Str, _Str, ctypes.c_void_p, ctypes.c_void_p,
                                               _ProgressCallback]),
         "KavCheckChapterPattern": (ctypes.c_int, [_Str, ctypes.c_char_p, size,
@@ -232,6 +233,11 @@ class EpubService:
 
     def set_page_listed(self, listed):
         self._extension("KavEpubSetPageListed", 1 if listed else 0)
+
+    # How add_html reads pages (after init_epub): "auto", each in its own
+    # encoding; an encoding name, every page in that one; None, UTF-8.
+    def set_html_encoding(self, mode):
+        self._extension("KavEpubSetHtmlEncoding", _bytes(mode))
 
     def _extension(self, name, argument):
         self._service()

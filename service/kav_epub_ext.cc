@@ -10,6 +10,7 @@
 #include <string>
 
 #include "builder/epub_base.h"
+#include "builder/html_encoding.h"
 #include "convert/chapters.h"
 #include "convert/language_guess.h"
 #include "convert/text_book.h"
@@ -104,6 +105,13 @@ int KavEpubSetPageListed(TEpubService* service, int listed) {
   return epub->SetPageListed(listed != 0);
 }
 
+int KavEpubSetHtmlEncoding(TEpubService* service, const char* mode) {
+  EpubBase* epub = nullptr;
+  int r = BuilderOf(service, &epub);
+  if (r != KAV_OK) return r;
+  return kav_builder::SetHtmlEncoding(epub, mode);
+}
+
 int KavEpubConvertText(const char* txtPath, const char* epubPath, const char* workDir,
                        const KavBookOptions* options, void* user, ProgressCallback progress) {
   return kav_convert::ConvertTextBook(txtPath, epubPath, workDir, options, user, progress);
@@ -136,8 +144,12 @@ int KavGuessLanguage(const char* text, size_t length, char* tag, size_t size) {
 
 int KavHtmlTitle(const char* htmlPath, char* title, size_t size) {
   if (htmlPath == nullptr || *htmlPath == '\0') return KAV_ERR_ARGUMENT;
-  htmlDocPtr doc =
-      htmlReadFile(htmlPath, nullptr, HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET);
+  // Read in the page's own encoding, as the import reads it, so that
+  // libxml2 meets no bytes it cannot convert (and says nothing of them).
+  std::string page;
+  if (!kav_builder::ReadPageAsUtf8(htmlPath, "auto", &page)) return KAV_ERR_OPEN;
+  htmlDocPtr doc = htmlReadMemory(page.data(), static_cast<int>(page.size()), htmlPath, "UTF-8",
+                                  HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET);
   if (doc == nullptr) return KAV_ERR_OPEN;
   std::string text;
   const xmlNode* element = FindElement(xmlDocGetRootElement(doc), "title");

@@ -14,7 +14,10 @@
                             (a chapter's continuation page); it stays in the
                             reading order;
    and after InitEpub:
-     KavEpubSetLanguage     the book's dc:language ("en" unless set).
+     KavEpubSetLanguage     the book's dc:language ("en" unless set);
+     KavEpubSetHtmlEncoding the encoding pages given to AddHtmlToEpub, and
+                            the pages they lead to, are read in (each page
+                            read as UTF-8 unless set).
 
    A whole text file, as kav-epub txt makes it:
      KavBookOptions* options = KavOptionsCreate();
@@ -64,6 +67,21 @@ KAV_EXPORT int KavEpubSetLanguage(TEpubService* service, const char* bcp47);
    KAV_ERR_NO_OPEN_PAGE. Set again, the heading's text is replaced. */
 KAV_EXPORT int KavEpubSetPageHeading(TEpubService* service, const char* heading);
 KAV_EXPORT int KavEpubSetPageListed(TEpubService* service, int listed);
+
+/* How the book's imported HTML pages are read (after InitEpub). "auto": each
+   page in its own encoding, as a browser reads it: a byte-order mark
+   decides; else its declaration (<meta charset>, <meta http-equiv=
+   "Content-Type" content="...; charset=...">, an XML declaration), labels
+   read by the WHATWG Encoding Standard ("iso-8859-1" is windows-1252,
+   "gb2312" GB18030, "shift_jis" Windows-31J), unless it declares UTF-8 and
+   the bytes are not; else UTF-8 when the bytes are; else a guess. An
+   encoding label or iconv name ("GB18030"): every page in that one (a
+   byte-order mark still decides). Null or
+   "": off, every page read as UTF-8. The pages are made UTF-8 before the
+   clean-up and say so in the book; a style sheet opening with an @charset
+   of another encoding (or a byte-order mark) is made UTF-8 too. An encoding
+   iconv does not know: KAV_ERR_UNKNOWN_ENCODING. */
+KAV_EXPORT int KavEpubSetHtmlEncoding(TEpubService* service, const char* mode);
 
 /* Converts a whole text file with the options (null: every default). Progress
    as Txt2Epub reports it: (page, pages + 1) as each page starts, then

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "book_test.h"
+#include "builder/html_encoding.h"
 
 namespace buildertest {
 
@@ -54,6 +55,39 @@ TEST_F(BookTest, AddHTHLToEpub_ImportsEachFileOnceAWalkFlatBesideTheTopPage) {
   EXPECT_THAT(Nav(), ::testing::AllOf(::testing::Contains("index.html").Times(2),
                                       ::testing::Contains("page-4.html").Times(1),
                                       ::testing::Contains("page-5.html").Times(0)));
+}
+
+}  // namespace buildertest
+
+namespace buildertest {
+
+// What a page says about its encoding, read as a browser reads it, and
+// what that makes of its bytes.
+TEST(HtmlEncoding, DeclarationsAndMarksChooseTheEncoding) {
+  const struct {
+    std::string page, mode, encoding;
+  } cases[] = {
+      {"<meta charset=\" Latin1 \"><p>x\x93</p>", "auto", "WINDOWS-1252"},
+      {"<meta content='text/html; charset = \"GBK\"' http-equiv=Content-Type>", "auto", "GB18030"},
+      {"<?xml version='1.0' encoding='Shift_JIS'?><html/>", "auto", "CP932"},
+      // In a comment, in another meta, in another element or past the first
+      // 4 KB, nothing is declared.
+      {"<!-- <meta charset=koi8-r> --><p>ok</p>", "auto", "UTF-8"},
+      {"<meta http-equiv=refresh content=\"0; charset=big5\"><p>ok</p>", "auto", "UTF-8"},
+      {"<metadata charset=big5><p>ok</p>", "auto", "UTF-8"},
+      {"<html>" + std::string(5000, ' ') + "<meta charset=euc-kr><p>ok</p>", "auto", "UTF-8"},
+      // A declaration read through ASCII cannot be UTF-16; a mark beats all.
+      {"<meta charset=utf-16><p>ok</p>", "auto", "UTF-8"},
+      {std::string("\xFE\xFF\0<\0p", 6), "GB18030", "UTF-16BE"},
+      {std::string("<\0p\0>\0h\0i\0", 10), "auto", "UTF-16LE"},
+      {"<p>\xE9t\xE9</p>", "latin1", "WINDOWS-1252"},
+  };
+  for (const auto& c : cases) {
+    size_t bom = 0;
+    EXPECT_EQ(c.encoding, kav_builder::ChoosePageEncoding(c.page, c.mode, &bom)) << c.page;
+  }
+  // A byte with no character (0x81 in windows-1252) becomes U+FFFD.
+  EXPECT_EQ("\u201C\uFFFD\u00E9", kav_builder::DecodeToUtf8("\x93\x81\xE9", "WINDOWS-1252"));
 }
 
 }  // namespace buildertest

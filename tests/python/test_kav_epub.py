@@ -59,14 +59,23 @@ class KavEpubTest(unittest.TestCase):
             service.end_page()
             service.add_image_page(self.picture)
             with self.assertRaises(kav_epub.KavEpubError) as raised:
+                service.set_html_encoding("KLINGON")
+            self.assertEqual(446, raised.exception.code)
+            service.set_html_encoding("auto")
+            with self.assertRaises(kav_epub.KavEpubError) as raised:
                 service.add_html(os.path.join(self.work, "missing.html"))
             self.assertEqual(411, raised.exception.code)
+            html = os.path.join(self._tmp.name, "gb.html")
+            with open(html, "wb") as f:
+                f.write('<meta charset="gb2312"><p>\u949f\u8868\u5320</p>'.encode("gb18030"))
+            service.add_html(html)
             service.generate_epub(self.epub)
             service.clear_up()
             self.assertEqual([], os.listdir(self.work))
         self.assertIn("Py \u00e9 Title", self.page("OEBPS/content.opf"))
         self.assertIn("Hello from Python.", self.page("OEBPS/page-1.html"))
         self.assertIn("images/p.png", self.page("OEBPS/page-2.html"))
+        self.assertIn("<p>\u949f\u8868\u5320</p>", self.page("OEBPS/page-3.html"))
         self.assertTrue(kav_epub.copyright())
 
     def test_text_book_with_chapters_and_the_extension_settings(self):
