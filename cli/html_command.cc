@@ -20,7 +20,8 @@ int BuildHtmlBook(TEpubService* service, const Options& options, const char* out
   std::string title = options.Get("title", "");
   if (!options.Has("title")) {
     char found[1024] = "";
-    KavHtmlTitle(options.positional[0].c_str(), found, sizeof found);
+    KavHtmlTitleIn(options.positional[0].c_str(), options.Get("encoding", "auto"), found,
+                   sizeof found);
     title = found;
   }
   int code = service->InitEpub(service->data, workDir, title.c_str(), options.Get("author", ""));

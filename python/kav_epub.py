@@ -131,6 +131,7 @@ def _declare_extension(library):
         "KavIsChapterHeading": (ctypes.c_int, [_Str, size, _Str]),
         "KavGuessLanguage": (ctypes.c_int, [_Str, size, ctypes.c_char_p, size]),
         "KavHtmlTitle": (ctypes.c_int, [_Str, ctypes.c_char_p, size]),
+        "KavHtmlTitleIn": (ctypes.c_int, [_Str, _Str, ctypes.c_char_p, size]),
     }
     for name, (result, arguments) in entries.items():
         getattr(library, name).restype = result
@@ -341,10 +342,11 @@ def guess_language(text, library=None):
     return tag.value.decode("ascii")
 
 
-def html_title(html_path, library=None):
-    """The text of an HTML file's <title>; "" when it has none."""
+def html_title(html_path, library=None, encoding=None):
+    """The text of an HTML file's <title>, the page read in encoding
+    ("auto" when None, or a name); "" when it has none."""
     title = ctypes.create_string_buffer(1024)
-    code = _load(library).KavHtmlTitle(_bytes(html_path), title, len(title))
+    code = _load(library).KavHtmlTitleIn(_bytes(html_path), _bytes(encoding), title, len(title))
     if code != 0:
-        raise KavEpubError("KavHtmlTitle", code)
+        raise KavEpubError("KavHtmlTitleIn", code)
     return title.value.decode("utf-8", "replace")

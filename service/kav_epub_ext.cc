@@ -143,11 +143,16 @@ int KavGuessLanguage(const char* text, size_t length, char* tag, size_t size) {
 }
 
 int KavHtmlTitle(const char* htmlPath, char* title, size_t size) {
+  return KavHtmlTitleIn(htmlPath, nullptr, title, size);
+}
+
+int KavHtmlTitleIn(const char* htmlPath, const char* encoding, char* title, size_t size) {
   if (htmlPath == nullptr || *htmlPath == '\0') return KAV_ERR_ARGUMENT;
-  // Read in the page's own encoding, as the import reads it, so that
-  // libxml2 meets no bytes it cannot convert (and says nothing of them).
+  // Read as the import reads it, so that libxml2 meets no bytes it cannot
+  // convert (and says nothing of them).
+  const std::string mode = encoding != nullptr && *encoding != '\0' ? encoding : "auto";
   std::string page;
-  if (!kav_builder::ReadPageAsUtf8(htmlPath, "auto", &page)) return KAV_ERR_OPEN;
+  if (!kav_builder::ReadPageAsUtf8(htmlPath, mode, &page)) return KAV_ERR_OPEN;
   htmlDocPtr doc = htmlReadMemory(page.data(), static_cast<int>(page.size()), htmlPath, "UTF-8",
                                   HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET);
   if (doc == nullptr) return KAV_ERR_OPEN;

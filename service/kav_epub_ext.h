@@ -110,6 +110,11 @@ KAV_EXPORT int KavGuessLanguage(const char* text, size_t length, char* tag, size
    title (size bytes); "" when it has none. KAV_ERR_OPEN when the file
    cannot be parsed. */
 KAV_EXPORT int KavHtmlTitle(const char* htmlPath, char* title, size_t size);
+/* The same with the page read as the import reads it in that encoding mode
+   ("auto", an encoding's name; null or "": "auto"), as KavEpubSetHtmlEncoding
+   takes it. */
+KAV_EXPORT int KavHtmlTitleIn(const char* htmlPath, const char* encoding, char* title,
+                              size_t size);
 
 /* Why a text file does not decode: its encoding as named or detected into
    encoding (size bytes), the offset of the first bad byte and its value.

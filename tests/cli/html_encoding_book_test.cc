@@ -118,12 +118,17 @@ TEST_F(HtmlEncodings, NamedEncodingIsUsedForEveryPageAndStyleSheetsBecomeUtf8) {
     SCOPED_TRACE(c.option);
     const std::string input = dir_ / "ru.html", epub = dir_ / "ru.epub";
     const std::string body = "<p>" + text + "</p><div><a href=\"sheet.css\">style</a></div>";
-    kavtest::WriteFile(input, Encoded(dir_.path(), PageHtml(c.declaration, body), "WINDOWS-1251"));
+    // The title, which names the book, is read in the named encoding too.
+    std::string page = PageHtml(c.declaration, body);
+    page.replace(page.find("<title>t<"), 9, "<title>" + text + "<");
+    kavtest::WriteFile(input, Encoded(dir_.path(), page, "WINDOWS-1251"));
     std::string output;
     ASSERT_EQ(0, Run("html '" + input + "' '" + epub + "' " + c.option, &output)) << output;
     kave2e::Book book = kave2e::ReadBook(epub);
     const std::string xhtml = book["OEBPS/page-1.html"].data;
     EXPECT_EQ(kave2e::Strings{text}, kave2e::XPathTexts(xhtml, "//x:p"));
+    EXPECT_EQ(kave2e::Strings{text},
+              kave2e::XPathTexts(book["OEBPS/content.opf"].data, "//dc:title"));
     ExpectCleanUtf8Page(xhtml);
     EXPECT_EQ("@charset \"UTF-8\";\np:before { content: \"“€”\" }\n", book["OEBPS/sheet.css"].data);
   }

@@ -24,7 +24,7 @@ TEST(Exports, OnlyTheInterfaceIsExported) {
       R"(^(CreateEpubService|FreeEpubService|GetEpubCopyright|kCssRes|kXhtml1StrictDtd)$|)"
       R"(^Kav(OptionsCreate|OptionsFree|OptionsSet|EpubSetLanguage|EpubSetPageHeading|)"
       R"(EpubSetPageListed|EpubConvertText|CheckChapterPattern|IsChapterHeading|)"
-      R"(GuessLanguage|HtmlTitle|CheckTextEncoding|EpubSetHtmlEncoding)$|)"
+      R"(GuessLanguage|HtmlTitle|HtmlTitleIn|CheckTextEncoding|EpubSetHtmlEncoding)$|)"
       R"(^(EpubBase|EpubManagement|XMLFile|XMLBase)::|)"
       R"(^(typeinfo|typeinfo name|vtable) for XMLBase$|)"
       R"(^(GetPageNumForTXT|CopyFile|CopyFileOrDir|MoveDir|GetFileOrDirFromPath|CreateFile)\()");
