@@ -8,6 +8,32 @@
 #include "platform/tool/kav_tool.h"
 #include "service/kav_result.h"
 
+namespace {
+
+// The number of bytes at the end of text that begin a UTF-8 character whose
+// missing continuation bytes line starts with: a character that the text
+// path's fixed-size reads cut in two. 0 when there is none.
+size_t CutCharacter(const std::string& text, const char* line) {
+  const size_t length = text.size();
+  for (size_t back = 1; back <= 3 && back <= length; ++back) {
+    const unsigned char byte = static_cast<unsigned char>(text[length - back]);
+    if ((byte & 0xC0) == 0x80) continue;
+    const size_t size = byte >= 0xF0 && byte <= 0xF4   ? 4
+                        : byte >= 0xE0 && byte <= 0xEF ? 3
+                        : byte >= 0xC2 && byte <= 0xDF ? 2
+                                                       : 0;
+    if (size <= back) return 0;
+    // Stops at the line's terminator, which is no continuation byte.
+    for (size_t k = 0; k < size - back; ++k) {
+      if ((static_cast<unsigned char>(line[k]) & 0xC0) != 0x80) return 0;
+    }
+    return back;
+  }
+  return 0;
+}
+
+}  // namespace
+
 int EpubBase::StartPage() {
   ++pageNum;
   // Pages are not nested. A page started again before EndPage was never
@@ -26,10 +52,17 @@ int EpubBase::AddTextLineToPage(const char* line) {
   if (r == 1) {
     if (pageFile == nullptr) return KAV_ERR_NO_PAGE_FOR_TEXT;
     // The gathered paragraph is written even when it is empty. When that
-    // fails, it stays as it was and the new line's text is dropped.
+    // fails, it stays as it was and the new line's text is dropped. The
+    // first bytes of a character that the new line finishes go with it.
+    const size_t cut = CutCharacter(paraText, line);
+    const std::string carried = paraText.substr(paraText.size() - cut);
+    paraText.resize(paraText.size() - cut);
     int written = pageFile->AddTextLineToHtml(paraText.c_str());
-    if (written != 0) return written;
-    paraText.clear();
+    if (written != 0) {
+      paraText += carried;
+      return written;
+    }
+    paraText = carried;
   }
   kav_builder::AppendLineText(paraText, line);
   return KAV_OK;

@@ -63,6 +63,8 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_LIBS_PACKAGE_SECTION libs)
 # ldconfig runs once the libraries are unpacked (cpack's postinst also calls it).
 set(CPACK_DEBIAN_LIBS_PACKAGE_CONTROL_EXTRA ${kav_deb_dir}/triggers)
+# The fingerprints that tell Latin-script languages apart; "en" without them.
+set(CPACK_DEBIAN_LIBS_PACKAGE_RECOMMENDS "libexttextcat-data")
 set(CPACK_COMPONENT_LIBS_DESCRIPTION "library that makes EPUB 2 books
 Kav EPUB makes EPUB 2 books (OPF 2.0 package, NCX navigation, OCF
 container) from plain text and MOBI files in one call, or page by page

@@ -1,7 +1,16 @@
 #include "convert/language_guess.h"
 
+#include <fingerprint.h>
+
 #include <cctype>
 #include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#ifndef KAV_TEXTCAT_DATA
+#define KAV_TEXTCAT_DATA "/usr/share/libexttextcat"
+#endif
 
 namespace kav_convert {
 
@@ -51,6 +60,82 @@ Script ScriptOf(unsigned int c) {
   return kOther;
 }
 
+// The languages of Latin script told apart by their fingerprints, named as
+// the fingerprint files are (which are their BCP 47 tags): the common ones
+// only, since every fingerprint costs loading time.
+const char* const kLatinLanguages[] = {"en", "fr", "de", "es", "it", "pt", "nl", "sv",
+                                       "da", "nb", "fi", "pl", "cs", "sk", "ro", "hu",
+                                       "tr", "id", "vi", "ca", "hr", "sl"};
+// What is classified: the start of the text. A few kilobytes suffice.
+constexpr size_t kLatinSample = 16 << 10;
+// Shorter samples are too short to tell one language from another.
+constexpr size_t kLatinMinimum = 80;
+// The most n-grams a fingerprint holds (those of the library's files).
+constexpr int kNgrams = 400;
+// The best distance must beat the runner-up's by this factor.
+constexpr double kMargin = 1.03;
+
+struct Fingerprint {
+  void operator()(void* handle) const { fp_Done(handle); }
+};
+using FingerprintPtr = std::unique_ptr<void, Fingerprint>;
+
+FingerprintPtr NewFingerprint(const char* name) {
+  FingerprintPtr fp(fp_Init(name));
+  if (fp != nullptr) fp_SetProperty(fp.get(), TCPROP_UTF8AWARE, TC_TRUE);
+  return fp;
+}
+
+// The fingerprints of kLatinLanguages, read once, on the first Latin text;
+// empty when any file is missing (the guess is then "en").
+const std::vector<FingerprintPtr>& LatinFingerprints() {
+  static const std::vector<FingerprintPtr> loaded = [] {
+    std::vector<FingerprintPtr> all;
+    for (const char* language : kLatinLanguages) {
+      FingerprintPtr fp = NewFingerprint(language);
+      const std::string file = std::string(KAV_TEXTCAT_DATA) + "/" + language + ".lm";
+      if (fp == nullptr || fp_Read(fp.get(), file.c_str(), kNgrams) == 0) {
+        all.clear();
+        break;
+      }
+      all.push_back(std::move(fp));
+    }
+    return all;
+  }();
+  return loaded;
+}
+
+// The language of a Latin-script text, "en" when unsure.
+const char* GuessLatinLanguage(const char* text, size_t length) {
+  length = length < kLatinSample ? length : kLatinSample;
+  // Not into the middle of a character.
+  while (length > 0 && length < kLatinSample &&
+         (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) {
+    --length;
+  }
+  const std::vector<FingerprintPtr>& languages = LatinFingerprints();
+  if (length < kLatinMinimum || languages.empty()) return "en";
+  FingerprintPtr sample = NewFingerprint("sample");
+  if (sample == nullptr ||
+      fp_Create(sample.get(), text, static_cast<uint4>(length), kNgrams) == 0) {
+    return "en";
+  }
+  size_t best = 0;
+  double bestScore = -1, secondScore = -1;
+  for (size_t i = 0; i < languages.size(); ++i) {
+    const double score = fp_Compare(languages[i].get(), sample.get(), 1 << 30);
+    if (bestScore < 0 || score < bestScore) {
+      secondScore = bestScore;
+      bestScore = score;
+      best = i;
+    } else if (secondScore < 0 || score < secondScore) {
+      secondScore = score;
+    }
+  }
+  if (secondScore >= 0 && secondScore < bestScore * kMargin) return "en";
+  return kLatinLanguages[best];
+}
+
 }  // namespace
 
 std::string GuessLanguage(const char* text, size_t length) {
@@ -80,6 +165,7 @@ std::string GuessLanguage(const char* text, size_t length) {
   for (int script = 0; script < kScripts; ++script) {
     if (counts[script] > counts[best]) best = script;
   }
+  if (best == kLatin && counts[kLatin] != 0) return GuessLatinLanguage(text, length);
   return kLanguageOf[best];
 }
 

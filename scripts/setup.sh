@@ -8,7 +8,7 @@ packages=(
   libxml2-dev zlib1g-dev libzip-dev libdeflate-dev libmobi-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   epubcheck unzip zip w3c-sgml-lib
-  libuchardet-dev libpcre2-dev python3
+  libuchardet-dev libpcre2-dev libexttextcat-dev libexttextcat-data python3
   clang-14 libclang-rt-14-dev valgrind
   dpkg-dev file help2man lintian
   slurm-wlm munge

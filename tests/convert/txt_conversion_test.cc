@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <tuple>
+#include <utility>
 
 #include "convert/epub_management.h"
 #include "progress_log.h"
@@ -88,20 +89,23 @@ size_t Count(const std::vector<std::string>& pages, const std::string& needle) {
   return count;
 }
 
-// A character that a page's last chunk cuts off is kept whole on the next
-// page. The long line starts on a page's sixtieth chunk and runs past the
-// next page boundary too; the padding moves the cut through every byte of
-// a 2-, 3- and 4-byte character.
-TEST_F(TxtConversionTest, KeepsEveryCharacterThatAPageBoundaryCuts) {
+// A character that a chunk cuts off is kept whole: on the next page when
+// the chunk is a page's last, in the next paragraph when the next chunk
+// begins one (a run of three spaces). The long line starts on a page's
+// sixtieth chunk and runs past the next page boundary too; the padding moves
+// the cut through every byte of a 2-, 3- and 4-byte character.
+TEST_F(TxtConversionTest, KeepsEveryCharacterThatAChunkCuts) {
   for (const std::string character : {"\u00e9", "\u4e2d", "\U0001F600"}) {
     for (int pad = 249; pad <= 254; ++pad) {
-      const int count = 6000;
-      const std::string text =
-          Repeat("a\n", 59) + Repeat("x", pad) + Repeat(character, count) + "\nend\n";
-      ASSERT_CODE(KAV_OK, Convert(text, nullptr, t, e, root));
-      EXPECT_EQ(std::make_pair(static_cast<size_t>(count), size_t{0}),
-                std::make_pair(Count(pages, character), Count(pages, "\uFFFD")))
-          << character.size() << " bytes, pad " << pad;
+      const std::pair<std::string, size_t> texts[] = {
+          {Repeat("a\n", 59) + Repeat("x", pad) + Repeat(character, 6000) + "\nend\n", 6000},
+          {Repeat(Repeat("x", pad) + character + "   new paragraph\n", 40), 40}};
+      for (const auto& [text, count] : texts) {
+        ASSERT_CODE(KAV_OK, Convert(text, nullptr, t, e, root));
+        EXPECT_EQ(std::make_pair(count, size_t{0}),
+                  std::make_pair(Count(pages, character), Count(pages, "\uFFFD")))
+            << character.size() << " bytes, pad " << pad << ", " << text.substr(pad, 8);
+      }
     }
   }
 }

@@ -87,7 +87,8 @@ TEST(Headings, ShapesOfEachLanguageAreHeadingsAndNearMissesText) {
   EXPECT_EQ(KAV_ERR_BAD_PATTERN, KavIsChapterHeading("x", 1, "(["));
 }
 
-TEST(Languages, GuessedFromTheScript) {
+// Latin script by the fingerprints; too short to tell gives "en".
+TEST(Languages, GuessedFromTheScriptAndTheWords) {
   const std::pair<const char*, const char*> cases[] = {
       {"从前有一座山，山上有一座庙。", "zh"},
       {"昔々、ある山の上に小さな時計屋がありました。", "ja"},
@@ -98,7 +99,23 @@ TEST(Languages, GuessedFromTheScript) {
       {"השען והשוליה.", "he"},
       {"ช่างนาฬิกาและลูกศิษย์", "th"},
       {"The clockmaker and the apprentice.", "en"},
-      {"1234 ...", "en"}};
+      {"1234 ...", "en"},
+      {"Le vieil horloger ouvrait sa boutique chaque matin avant le lever du soleil, et son "
+       "apprenti arrivait toujours en retard avec une excuse nouvelle.", "fr"},
+      {"Der alte Uhrmacher öffnete seinen Laden jeden Morgen vor Sonnenaufgang, und sein "
+       "Lehrling kam immer mit einer neuen Ausrede zu spät.", "de"},
+      {"El viejo relojero abría su tienda cada mañana antes de que saliera el sol, y su "
+       "aprendiz siempre llegaba tarde con una excusa nueva.", "es"},
+      {"Il vecchio orologiaio apriva la sua bottega ogni mattina prima dell'alba, e il suo "
+       "apprendista arrivava sempre in ritardo con una scusa nuova.", "it"},
+      {"O velho relojoeiro abria a sua loja todas as manhãs antes do nascer do sol, e o seu "
+       "aprendiz chegava sempre atrasado com uma desculpa nova.", "pt"},
+      {"De oude klokkenmaker opende zijn winkel elke ochtend voor zonsopgang, en zijn "
+       "leerling kwam altijd te laat met een nieuw excuus.", "nl"},
+      {"Stary zegarmistrz otwierał swój sklep każdego ranka przed wschodem słońca, a jego "
+       "uczeń zawsze spóźniał się z nową wymówką.", "pl"},
+      {"Le vieil horloger.", "en"},
+      {"Der Uhrmacher.", "en"}};
   char tag[16];
   for (const auto& [text, language] : cases) {
     ASSERT_EQ(KAV_OK, KavGuessLanguage(text, strlen(text), tag, sizeof tag));
