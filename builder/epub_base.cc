@@ -27,6 +27,7 @@ EpubBase::EpubBase()
 
 EpubBase::~EpubBase() {
   kav_builder::ForgetPageExtras(this);
+  kav_builder::ForgetBookAccess(this);
   Destory();
 }
 

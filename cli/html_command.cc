@@ -25,6 +25,8 @@ int BuildHtmlBook(TEpubService* service, const Options& options, const char* out
   }
   int code = service->InitEpub(service->data, workDir, title.c_str(), options.Get("author", ""));
   if (code != 0) return code;
+  if (!options.Has("no-accessibility")) code = KavEpubSetAccessible(service, 1);
+  if (code != 0) return code;
   if (options.Has("cover")) {
     const std::string cover = options.Get("cover", "");
     WarnOfSkippedCover(cover);

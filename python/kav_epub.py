@@ -123,6 +123,7 @@ def _declare_extension(library):
         "KavEpubSetLanguage": (ctypes.c_int, [record, _Str]),
         "KavEpubSetPageHeading": (ctypes.c_int, [record, _Str]),
         "KavEpubSetPageListed": (ctypes.c_int, [record, ctypes.c_int]),
+        "KavEpubSetAccessible": (ctypes.c_int, [record, ctypes.c_int]),
         "KavEpubConvertText": (ctypes.c_int, [_Str, _Str, _Str, ctypes.c_void_p, ctypes.c_void_p,
                                               _ProgressCallback]),
         "KavCheckChapterPattern": (ctypes.c_int, [_Str, ctypes.c_char_p, size,
@@ -232,6 +233,10 @@ class EpubService:
 
     def set_page_listed(self, listed):
         self._extension("KavEpubSetPageListed", 1 if listed else 0)
+
+    def set_accessible(self, on=True):
+        """Page languages and titles and accessibility metadata (after init_epub)."""
+        self._extension("KavEpubSetAccessible", 1 if on else 0)
 
     def _extension(self, name, argument):
         self._service()

@@ -23,7 +23,7 @@ TEST(Exports, OnlyTheInterfaceIsExported) {
   const std::regex allowed(
       R"(^(CreateEpubService|FreeEpubService|GetEpubCopyright|kCssRes|kXhtml1StrictDtd)$|)"
       R"(^Kav(OptionsCreate|OptionsFree|OptionsSet|EpubSetLanguage|EpubSetPageHeading|)"
-      R"(EpubSetPageListed|EpubConvertText|CheckChapterPattern|IsChapterHeading|)"
+      R"(EpubSetPageListed|EpubSetAccessible|EpubConvertText|CheckChapterPattern|IsChapterHeading|)"
       R"(GuessLanguage|HtmlTitle|CheckTextEncoding)$|)"
       R"(^(EpubBase|EpubManagement|XMLFile|XMLBase)::|)"
       R"(^(typeinfo|typeinfo name|vtable) for XMLBase$|)"
