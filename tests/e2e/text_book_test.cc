@@ -215,6 +215,7 @@ TEST_F(TextBook, ExtensionCallsGiveTheirCodes) {
       {KAV_ERR_NULL_HANDLE, KavEpubSetLanguage(nullptr, "en")},
       {KAV_ERR_NULL_HANDLE, KavEpubSetPageHeading(nullptr, "x")},
       {KAV_ERR_NULL_HANDLE, KavEpubSetPageListed(nullptr, 0)},
+      {KAV_ERR_NULL_HANDLE, KavEpubSetAccessible(nullptr, 1)},
       {KAV_ERR_ARGUMENT, KavEpubConvertText("", "b.epub", "/tmp", options, nullptr, nullptr)},
   };
   for (const auto& [expected, code] : cases) EXPECT_EQ(expected, code);
@@ -235,6 +236,7 @@ TEST_F(TextBook, ExtensionCallsGiveTheirCodes) {
       {KAV_ERR_NO_OPEN_PAGE, KavEpubSetPageHeading(service, "x")},
       {KAV_ERR_NO_OPEN_PAGE, KavEpubSetPageListed(service, 0)},
       {KAV_ERR_BAD_LANGUAGE, KavEpubSetLanguage(service, "")},
+      {KAV_OK, KavEpubSetAccessible(service, 1)},  // the language set next is the pages'
       {KAV_OK, KavEpubSetLanguage(service, "de-CH")},
       {KAV_OK, service->StartPage(service->data)},
       {KAV_OK, service->AddTextLineToPage(service->data, "Text first.\n")},
@@ -258,6 +260,11 @@ TEST_F(TextBook, ExtensionCallsGiveTheirCodes) {
             kave2e::XPathTexts(book["OEBPS/page-1.html"].data, "//x:body/*[1]"));
   EXPECT_EQ((Strings{"de-CH"}),
             kave2e::XPathTexts(book["OEBPS/content.opf"].data, "//dc:language"));
+  const char* const access = "/x:html/@xml:lang | //x:title";
+  EXPECT_EQ((Strings{"de-CH", "Tom & Jerry"}),
+            kave2e::XPathTexts(book["OEBPS/page-1.html"].data, access));
+  EXPECT_EQ((Strings{"de-CH", "T, page 3"}),
+            kave2e::XPathTexts(book["OEBPS/page-3.html"].data, access));
 }
 
 }  // namespace
