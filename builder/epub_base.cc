@@ -29,6 +29,7 @@ EpubBase::EpubBase()
 EpubBase::~EpubBase() {
   kav_builder::ForgetPageExtras(this);
   kav_builder::ForgetHtmlEncoding(this);
+  kav_builder::ForgetBookAccess(this);
   Destory();
 }
 

@@ -53,6 +53,10 @@ class KAV_EXPORT EpubBase {
   int SetLanguage(const char* language);
   int SetPageHeading(const char* heading);
   int SetPageListed(bool listed);
+  // An accessible book (off by default): every page written with the book's
+  // language and a title of its own, a title for the book that is never
+  // empty, and discovery metadata in the package document. 409 before Init.
+  int SetAccessible(bool on);
 
   // Pictures.
   int AddCoverImageToEpub(const char* imagePath);

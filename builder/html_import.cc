@@ -1,3 +1,4 @@
+#include <libxml/tree.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <strings.h>
@@ -8,6 +9,7 @@
 #include "builder/book_paths.h"
 #include "builder/epub_base.h"
 #include "builder/html_encoding.h"
+#include "builder/page_extras.h"
 #include "fileutil/file_util.h"
 #include "service/kav_result.h"
 #include "xml/xml_base.h"
@@ -160,6 +162,13 @@ int EpubBase::ImportHtml(const char* srcPath, const char* destPath,
   r = page.HtmlProcess(readPath.c_str(), SourceDirOf(src).c_str(), stem.c_str(), dtdPath.c_str());
   if (readPath != src) remove(readPath.c_str());
   if (r != 0) return r;
+  kav_builder::BookAccess access = kav_builder::BookAccessOf(this);
+  if (access.accessible && page.Document() != nullptr) {
+    ++access.pages;
+    ++access.imported;
+    kav_builder::NoteImportedPage(xmlDocGetRootElement(page.Document()), &access);
+    kav_builder::SetBookAccess(this, access);
+  }
   CreateFile(dest.c_str());
   page.SaveFile(dest.c_str());  // a failed save is not reported
 

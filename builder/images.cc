@@ -4,6 +4,7 @@
 
 #include "builder/book_paths.h"
 #include "builder/epub_base.h"
+#include "builder/page_extras.h"
 #include "fileutil/file_util.h"
 #include "platform/tool/kav_tool.h"
 #include "service/kav_result.h"
@@ -44,6 +45,13 @@ int EpubBase::AddCoverImageToEpub(const char* imagePath) {
   if (r != 0) return r;
   r = cover.AddImageToXhtml(ref.c_str());
   if (r != 0) return r;
+  kav_builder::BookAccess access = kav_builder::BookAccessOf(this);
+  if (access.accessible) {
+    ++access.pictures;
+    r = cover.SetHtmlAccess(access.language.c_str(), (access.title + ", cover").c_str());
+    if (r != 0) return r;
+    kav_builder::SetBookAccess(this, access);
+  }
   std::string coverPath = bookDir + "/OEBPS/" + kCoverPage;
   CreateFile(coverPath.c_str());
   cover.SaveHtml(coverPath.c_str());  // a failed save is not reported
@@ -66,6 +74,15 @@ int EpubBase::AddImageToEpub(const char* imagePath) {
   if (r != 0) return r;
   r = page.AddImageToHtml(ref.c_str());
   if (r != 0) return r;
+  kav_builder::BookAccess access = kav_builder::BookAccessOf(this);
+  if (access.accessible) {
+    ++access.pictures;
+    ++access.pages;
+    r = page.SetHtmlAccess(access.language.c_str(),
+                           kav_builder::PageTitle(access, pageNum, nullptr).c_str());
+    if (r != 0) return r;
+    kav_builder::SetBookAccess(this, access);
+  }
   std::string name = kav_builder::PageFileName(pageNum);
   std::string pagePath = bookDir + "/OEBPS/" + name;
   CreateFile(pagePath.c_str());
@@ -98,6 +115,11 @@ int EpubBase::AddImageToPage(const char* imagePath) {
   std::string ref = "images/" + name;
   r = pageFile->AddImageToHtml(ref.c_str());
   if (r != 0) return r;
+  kav_builder::BookAccess access = kav_builder::BookAccessOf(this);
+  if (access.accessible) {
+    ++access.pictures;  // written without a description: there is none to carry
+    kav_builder::SetBookAccess(this, access);
+  }
   if (opfFile == nullptr) return KAV_ERR_NO_PAGE;
   return opfFile->AddRecordToOpf(ref.c_str());
 }

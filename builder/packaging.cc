@@ -1,6 +1,7 @@
 #include <string>
 
 #include "builder/epub_base.h"
+#include "builder/page_extras.h"
 #include "fileutil/file_util.h"
 #include "platform/ebase/kav_ebase.h"
 #include "platform/tool/kav_tool.h"
@@ -10,6 +11,14 @@ int EpubBase::GenerateEpub(const char* outputPath) {
   if (KavIsStrNullOrEmpty(outputPath) != 0) return KAV_ERR_ARGUMENT;
   // Without a successful Init there are no documents to save.
   if (opfFile == nullptr || ncxFile == nullptr) return KAV_ERR_NO_PAGE;
+
+  const kav_builder::BookAccess access = kav_builder::BookAccessOf(this);
+  if (access.accessible) {
+    // Written once: the book is not saved again.
+    int written = kav_builder::WriteAccessMetadata(opfFile, access);
+    if (written != 0) return written;
+    kav_builder::ForgetBookAccess(this);
+  }
 
   std::string opfPath = bookDir + "/OEBPS/content.opf";
   CreateFile(opfPath.c_str());

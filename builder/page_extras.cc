@@ -1,7 +1,12 @@
 #include "builder/page_extras.h"
 
+#include <libxml/tree.h>
+
 #include <map>
 #include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "builder/epub_base.h"
 #include "service/kav_result.h"
@@ -20,7 +25,28 @@ std::map<const EpubBase*, PageExtras>& Table() {
   return table;
 }
 
+std::map<const EpubBase*, BookAccess>& Books() {
+  static std::map<const EpubBase*, BookAccess> books;
+  return books;
+}
+
 }  // namespace
+
+BookAccess BookAccessOf(const EpubBase* builder) {
+  std::lock_guard<std::mutex> hold(Lock());
+  auto found = Books().find(builder);
+  return found == Books().end() ? BookAccess() : found->second;
+}
+
+void SetBookAccess(const EpubBase* builder, const BookAccess& access) {
+  std::lock_guard<std::mutex> hold(Lock());
+  Books()[builder] = access;
+}
+
+void ForgetBookAccess(const EpubBase* builder) {
+  std::lock_guard<std::mutex> hold(Lock());
+  Books().erase(builder);
+}
 
 PageExtras PageExtrasOf(const EpubBase* builder) {
   std::lock_guard<std::mutex> hold(Lock());
@@ -42,6 +68,11 @@ void ForgetPageExtras(const EpubBase* builder) {
 
 int EpubBase::SetLanguage(const char* language) {
   if (opfFile == nullptr) return KAV_ERR_NO_PAGE;
+  kav_builder::BookAccess access = kav_builder::BookAccessOf(this);
+  if (access.accessible) {
+    access.language = language != nullptr ? language : "";
+    kav_builder::SetBookAccess(this, access);
+  }
   return opfFile->SetOpfLanguage(language);
 }
 
@@ -63,3 +94,132 @@ int EpubBase::SetPageListed(bool listed) {
   kav_builder::SetPageExtras(this, extras);
   return KAV_OK;
 }
+
+namespace kav_builder {
+
+std::string PlainText(const std::string& text) {
+  std::string plain;
+  for (char c : text) {
+    const unsigned char byte = static_cast<unsigned char>(c);
+    // Control characters have no place in an XML document: they become
+    // blanks, and blanks do not repeat or frame the text.
+    const bool blank = byte < 0x20 || byte == 0x7F || c == ' ';
+    if (!blank) {
+      plain += c;
+    } else if (!plain.empty() && plain.back() != ' ') {
+      plain += ' ';
+    }
+  }
+  if (!plain.empty() && plain.back() == ' ') plain.pop_back();
+  return plain;
+}
+
+std::string PageTitle(const BookAccess& access, int page, const std::string* heading) {
+  if (heading != nullptr) {
+    const std::string plain = PlainText(*heading);
+    if (!plain.empty()) return plain;
+  }
+  return access.title + ", page " + std::to_string(page);
+}
+
+namespace {
+
+std::string Count(int n, const char* one, const char* many) {
+  return std::to_string(n) + " " + (n == 1 ? one : many);
+}
+
+}  // namespace
+
+int WriteAccessMetadata(XMLFile* opf, const BookAccess& access) {
+  const bool pictures = access.pictures > 0;
+  const bool allDescribed = access.described == access.pictures;
+  std::vector<std::pair<const char*, std::string>> metas;
+  metas.emplace_back("schema:accessMode", "textual");
+  if (pictures) metas.emplace_back("schema:accessMode", "visual");
+  if (!pictures || allDescribed) metas.emplace_back("schema:accessModeSufficient", "textual");
+  if (pictures) metas.emplace_back("schema:accessModeSufficient", "textual,visual");
+  metas.emplace_back("schema:accessibilityFeature", "tableOfContents");
+  metas.emplace_back("schema:accessibilityFeature", "readingOrder");
+  if (access.headings > 0) metas.emplace_back("schema:accessibilityFeature", "structuralNavigation");
+  if (pictures && allDescribed) metas.emplace_back("schema:accessibilityFeature", "alternativeText");
+  metas.emplace_back("schema:accessibilityHazard", access.imported > 0 ? "unknown" : "none");
+
+  std::string summary = "A book of " + Count(access.pages, "page", "pages") +
+                        " in the language " + access.language +
+                        ", read in order, with a table of contents";
+  if (access.headings > 0) summary += " and " + Count(access.headings, "heading", "headings");
+  summary += ".";
+  if (pictures) {
+    summary += " It holds " + Count(access.pictures, "picture", "pictures") + ", " +
+               (allDescribed ? std::string("each with a description.")
+                             : std::to_string(access.described) + " of them with a description.");
+  }
+  if (access.imported > 0) {
+    summary += " " + Count(access.imported, "page comes", "pages come") +
+               " from HTML as written, not checked for accessibility.";
+  }
+  if (access.conformsTo.empty()) {
+    summary += " No conformance to an accessibility standard is claimed.";
+  }
+  metas.emplace_back("schema:accessibilitySummary", summary);
+  if (!access.conformsTo.empty()) metas.emplace_back("dcterms:conformsTo", access.conformsTo);
+
+  for (const auto& meta : metas) {
+    int r = opf->AddOpfMeta(meta.first, meta.second.c_str());
+    if (r != KAV_OK) return r;
+  }
+  return KAV_OK;
+}
+
+}  // namespace kav_builder
+
+int EpubBase::SetAccessible(bool on) {
+  if (opfFile == nullptr) return KAV_ERR_NO_PAGE;
+  if (!on) {
+    kav_builder::ForgetBookAccess(this);
+    return KAV_OK;
+  }
+  kav_builder::BookAccess access = kav_builder::BookAccessOf(this);
+  access.accessible = true;
+  access.language = opfFile->OpfText("dc:language");
+  access.title = kav_builder::PlainText(opfFile->OpfText("dc:title"));
+  if (access.title.empty()) access.title = "Untitled";
+  int r = opfFile->SetOpfTitle(access.title.c_str());
+  if (r != KAV_OK) return r;
+  kav_builder::SetBookAccess(this, access);
+  return KAV_OK;
+}
+
+namespace kav_builder {
+
+namespace {
+
+void CountPictures(const xmlNode* node, BookAccess* access) {
+  for (; node != nullptr; node = node->next) {
+    if (node->type != XML_ELEMENT_NODE) continue;
+    if (xmlStrcasecmp(node->name, BAD_CAST "img") == 0) {
+      ++access->pictures;
+      xmlChar* alt = xmlGetProp(node, BAD_CAST "alt");
+      if (alt != nullptr && !PlainText(reinterpret_cast<const char*>(alt)).empty()) {
+        ++access->described;
+      }
+      xmlFree(alt);
+    }
+    CountPictures(node->children, access);
+  }
+}
+
+}  // namespace
+
+void NoteImportedPage(xmlNode* root, BookAccess* access) {
+  if (root == nullptr) return;
+  xmlChar* declared = xmlNodeGetLang(root);
+  if (declared == nullptr) {
+    xmlNodeSetLang(root, BAD_CAST access->language.c_str());
+    xmlSetProp(root, BAD_CAST "lang", BAD_CAST access->language.c_str());
+  }
+  xmlFree(declared);
+  CountPictures(root, access);
+}
+
+}  // namespace kav_builder

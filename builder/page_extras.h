@@ -4,6 +4,8 @@
 #include <string>
 
 class EpubBase;
+class XMLFile;
+struct _xmlNode;
 
 namespace kav_builder {
 
@@ -23,6 +25,38 @@ PageExtras PageExtrasOf(const EpubBase* builder);
 void SetPageExtras(const EpubBase* builder, const PageExtras& extras);
 // Back to the defaults (a new page, or the builder going).
 void ForgetPageExtras(const EpubBase* builder);
+
+// What an accessible book (KavEpubSetAccessible) keeps track of as it is
+// built: the language and title its pages are written with, and what it
+// holds, from which its discovery metadata is derived. Absent for a builder
+// that was never made accessible, whose books stay as they were.
+struct BookAccess {
+  bool accessible = false;
+  std::string language = "en";
+  std::string title;
+  std::string conformsTo;  // a host's conformance claim; none unless given
+  int pages = 0;
+  int headings = 0;
+  int pictures = 0;
+  int described = 0;  // pictures with a description
+  int imported = 0;   // pages imported from HTML, which we cannot judge
+};
+
+BookAccess BookAccessOf(const EpubBase* builder);
+void SetBookAccess(const EpubBase* builder, const BookAccess& access);
+void ForgetBookAccess(const EpubBase* builder);
+
+// text with control characters and runs of blanks made single blanks,
+// none at the ends.
+std::string PlainText(const std::string& text);
+// A page's title: its heading, else the book's title and the page's number.
+std::string PageTitle(const BookAccess& access, int page, const std::string* heading);
+// An imported page keeps the language it declares and gets the book's
+// where it declares none; its pictures, and those of them with an alt
+// text, are counted.
+void NoteImportedPage(_xmlNode* root, BookAccess* access);
+// The discovery metadata of what the book holds, into its package document.
+int WriteAccessMetadata(XMLFile* opf, const BookAccess& access);
 
 }  // namespace kav_builder
 

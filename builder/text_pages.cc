@@ -84,12 +84,23 @@ int EpubBase::EndPage() {
   int r = pageFile->AddTextLineToHtml(paraText.c_str());
   if (r != 0) return r;
 
+  const kav_builder::PageExtras extras = kav_builder::PageExtrasOf(this);
+  kav_builder::BookAccess access = kav_builder::BookAccessOf(this);
+  if (access.accessible) {
+    ++access.pages;
+    if (extras.labelled) ++access.headings;
+    r = pageFile->SetHtmlAccess(
+        access.language.c_str(),
+        kav_builder::PageTitle(access, pageNum, extras.labelled ? &extras.label : nullptr).c_str());
+    if (r != 0) return r;
+    kav_builder::SetBookAccess(this, access);
+  }
+
   CreateFile(path.c_str());
   pageFile->SaveHtml(path.c_str());  // a failed save is not reported
   delete pageFile;
   pageFile = nullptr;
 
-  const kav_builder::PageExtras extras = kav_builder::PageExtrasOf(this);
   kav_builder::ForgetPageExtras(this);
   if (!extras.listed) {
     // In the reading order, not in the navigation document.

@@ -28,6 +28,7 @@ int BuildHtmlBook(TEpubService* service, const Options& options, const char* out
   if (code != 0) return code;
   // Each page in its own encoding unless --encoding names one for all.
   code = KavEpubSetHtmlEncoding(service, options.Get("encoding", "auto"));
+  if (code == 0 && !options.Has("no-accessibility")) code = KavEpubSetAccessible(service, 1);
   if (code != 0) return code;
   if (options.Has("cover")) {
     const std::string cover = options.Get("cover", "");

@@ -65,6 +65,10 @@ int RunTxt(const Options& options) {
         if (code == KAV_OK && options.Has("no-chapters"))
           code = KavOptionsSet(book, "chapters", "off");
         if (code == KAV_OK) {
+          code = KavOptionsSet(book, "accessibility",
+                               options.Has("no-accessibility") ? "off" : "on");
+        }
+        if (code == KAV_OK) {
           code = KavEpubConvertText(input.c_str(), output, workDir, book, bar, ProgressBar::Report);
         }
         KavOptionsFree(book);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "builder/epub_base.h"
+#include "builder/page_extras.h"
 #include "convert/chapters.h"
 #include "convert/language_guess.h"
 #include "convert/progress_report.h"
@@ -211,14 +212,23 @@ int ConvertUtf8(const std::string& text, const char* txtPath, const char* epubPa
       finder.Compile(chapters == kAuto ? "" : chapters, nullptr, nullptr) != 0) {
     return KAV_ERR_BAD_PATTERN;
   }
-  const std::string title = options.Get("title", FileStem(txtPath));
+  const bool accessible = options.Get("accessibility", "off") == "on";
+  std::string title = options.Get("title", FileStem(txtPath));
+  // An accessible book's title is never empty: the file's name stands in.
+  if (accessible && kav_builder::PlainText(title).empty()) title = FileStem(txtPath);
   EpubBase epub;
   int r = epub.Init(workDir, title.c_str(), options.Get("author", "").c_str());
+  if (r == KAV_OK && accessible) r = epub.SetAccessible(true);
   TextPlan plan;
   if (r == KAV_OK) r = PlanText(text, chapters == kOff ? nullptr : &finder, &plan);
   std::string language = options.Get("language", kAuto);
   if (language == kAuto) language = GuessLanguage(plan.sample.data(), plan.sample.size());
   if (r == KAV_OK) r = epub.SetLanguage(language.c_str());
+  if (r == KAV_OK && accessible) {
+    kav_builder::BookAccess access = kav_builder::BookAccessOf(&epub);
+    access.conformsTo = options.Get("conforms-to", "");
+    kav_builder::SetBookAccess(&epub, access);
+  }
   if (r == KAV_OK && !options.Get("cover", "").empty()) {
     r = epub.AddCoverImageToEpub(options.Get("cover", "").c_str());
   }
@@ -241,6 +251,10 @@ int CheckBookOption(const std::string& name, const std::string& value) {
     return finder.Compile(value, nullptr, nullptr);
   }
   if (name == "encoding") return value.empty() ? KAV_ERR_BAD_OPTION : KAV_OK;
+  if (name == "accessibility") {
+    return value == "on" || value == "off" || value.empty() ? KAV_OK : KAV_ERR_BAD_OPTION;
+  }
+  if (name == "conforms-to") return value == kav_builder::PlainText(value) ? KAV_OK : KAV_ERR_BAD_OPTION;
   return KAV_ERR_UNKNOWN_OPTION;
 }
 

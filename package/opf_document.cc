@@ -1,5 +1,7 @@
 // The package document (content.opf): metadata, manifest, spine and guide.
 
+#include <libxml/tree.h>
+
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -116,6 +118,28 @@ int XMLFile::InitOpfFile(const char* title, const char* author) {
 int XMLFile::SetOpfLanguage(const char* language) {
   if (opfDoc == nullptr) return KAV_ERR_NO_PAGE;
   return static_cast<int>(opfDoc->AddTextToNode("dc:language", EscapeAmpersands(language).c_str()));
+}
+
+std::string XMLFile::OpfText(const char* element) const {
+  if (opfDoc == nullptr || opfDoc->Document() == nullptr) return "";
+  xmlNode* node = opfDoc->FindNode(xmlDocGetRootElement(opfDoc->Document()), element);
+  if (node == nullptr) return "";
+  xmlChar* text = xmlNodeGetContent(node);
+  std::string title = text != nullptr ? reinterpret_cast<const char*>(text) : "";
+  xmlFree(text);
+  return title;
+}
+
+int XMLFile::SetOpfTitle(const char* title) {
+  if (opfDoc == nullptr) return KAV_ERR_NO_PAGE;
+  return static_cast<int>(opfDoc->AddTextToNode("dc:title", EscapeAmpersands(title).c_str()));
+}
+
+int XMLFile::AddOpfMeta(const char* name, const char* content) {
+  if (opfDoc == nullptr) return KAV_ERR_NO_PAGE;
+  AttrChain meta;
+  meta.Add("name", name).Add("content", content);
+  return static_cast<int>(opfDoc->AddXMLNode("metadata", "meta", meta.head()));
 }
 
 int XMLFile::AddCoverToOpf(const char* coverPage, const char* coverImage) {

@@ -160,3 +160,12 @@ int XMLFile::SetHtmlHeading(const char* text) {
   xmlNodeSetContent(heading, BAD_CAST EscapeAmpersands(text).c_str());
   return KAV_OK;
 }
+
+int XMLFile::SetHtmlAccess(const char* language, const char* title) {
+  if (pageDoc == nullptr || pageDoc->Document() == nullptr) return KAV_ERR_NO_PAGE;
+  xmlNode* html = xmlDocGetRootElement(pageDoc->Document());
+  if (html == nullptr) return KAV_ERR_NO_ELEMENT;
+  xmlNodeSetLang(html, BAD_CAST TextOrEmpty(language));
+  xmlSetProp(html, BAD_CAST "lang", BAD_CAST TextOrEmpty(language));
+  return static_cast<int>(pageDoc->AddTextToNode("title", EscapeAmpersands(title).c_str()));
+}

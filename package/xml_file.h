@@ -39,6 +39,12 @@ class KAV_EXPORT XMLFile {
   int SaveOpfFile(const char* path);
   // Replaces the dc:language text ("en" until then). 409 without a document.
   int SetOpfLanguage(const char* language);
+  // Accessible books. The text of a metadata element such as "dc:title"
+  // ("" without one); replaces the title; adds <meta name="..." content="..."/> to the metadata. 409 without
+  // a document.
+  std::string OpfText(const char* element) const;
+  int SetOpfTitle(const char* title);
+  int AddOpfMeta(const char* name, const char* content);
 
   // Navigation document. AddRecordToNcx needs InitNcxFile first.
   int InitNcxFile(const char* title);
@@ -60,6 +66,9 @@ class KAV_EXPORT XMLFile {
   // Puts a heading element with text first in the page body, or replaces the
   // text of the one put there before. 409 without a page.
   int SetHtmlHeading(const char* text);
+  // Gives the page's root element xml:lang and lang and replaces its <title>
+  // text. 409 without a page.
+  int SetHtmlAccess(const char* language, const char* title);
 
  private:
   // A manifest item after the package document's fixed ones: a record

@@ -124,6 +124,7 @@ def _declare_extension(library):
         "KavEpubSetPageHeading": (ctypes.c_int, [record, _Str]),
         "KavEpubSetPageListed": (ctypes.c_int, [record, ctypes.c_int]),
         "KavEpubSetHtmlEncoding": (ctypes.c_int, [record, _Str]),
+        "KavEpubSetAccessible": (ctypes.c_int, [record, ctypes.c_int]),
         "KavEpubConvertText": (ctypes.c_int, [_Str, _Str, _Str, ctypes.c_void_p, ctypes.c_void_p,
                                               _ProgressCallback]),
         "KavCheckChapterPattern": (ctypes.c_int, [_Str, ctypes.c_char_p, size,
@@ -239,6 +240,10 @@ class EpubService:
     # encoding; an encoding name, every page in that one; None, UTF-8.
     def set_html_encoding(self, mode):
         self._extension("KavEpubSetHtmlEncoding", _bytes(mode))
+
+    def set_accessible(self, on=True):
+        """Page languages and titles and accessibility metadata (after init_epub)."""
+        self._extension("KavEpubSetAccessible", 1 if on else 0)
 
     def _extension(self, name, argument):
         self._service()

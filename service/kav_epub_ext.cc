@@ -90,6 +90,13 @@ int KavEpubSetLanguage(TEpubService* service, const char* bcp47) {
   return epub->SetLanguage(bcp47);
 }
 
+int KavEpubSetAccessible(TEpubService* service, int on) {
+  EpubBase* epub = nullptr;
+  int r = BuilderOf(service, &epub);
+  if (r != KAV_OK) return r;
+  return epub->SetAccessible(on != 0);
+}
+
 int KavEpubSetPageHeading(TEpubService* service, const char* heading) {
   EpubBase* epub = nullptr;
   int r = BuilderOf(service, &epub);

@@ -18,6 +18,8 @@
      KavEpubSetHtmlEncoding the encoding pages given to AddHtmlToEpub, and
                             the pages they lead to, are read in (each page
                             read as UTF-8 unless set).
+     KavEpubSetAccessible   1 makes the book accessible (see Accessibility
+                            below); 0, the default, leaves it as it was.
 
    A whole text file, as kav-epub txt makes it:
      KavBookOptions* options = KavOptionsCreate();
@@ -36,6 +38,21 @@
                heading line matches [auto]
      encoding  "auto" to detect it (byte-order mark, UTF-16, UTF-8, else a
                guess), or an iconv name such as "GB18030" [auto]
+     accessibility  "on" or "off": an accessible book [off]
+     conforms-to    with accessibility on, the book's conformance claim,
+                    written as dcterms:conformsTo [none: nothing is claimed]
+
+   Accessibility. An accessible book has xml:lang and lang, the book's
+   language, on the root of every page written (an imported page keeps the
+   language it declares), a <title> on every page (its heading, else "Book
+   title, page N"), a book title that is never empty (control characters
+   become blanks; "Untitled" when nothing is left) and, in the package
+   document, EPUB 2 meta elements for schema:accessMode,
+   accessModeSufficient, accessibilityFeature (tableOfContents, readingOrder,
+   structuralNavigation when pages have headings, alternativeText when every
+   picture has a description), accessibilityHazard ("unknown" when HTML was
+   imported, else "none") and accessibilitySummary, said from what the book
+   holds. Descriptions are carried over (an HTML alt), never invented.
 */
 
 #include <stddef.h>
@@ -65,6 +82,9 @@ KAV_EXPORT int KavOptionsSet(KavBookOptions* options, const char* name, const ch
 KAV_EXPORT int KavEpubSetLanguage(TEpubService* service, const char* bcp47);
 /* The page being built (after StartPage, before EndPage); without one:
    KAV_ERR_NO_OPEN_PAGE. Set again, the heading's text is replaced. */
+/* After InitEpub, before GenerateEpub; pages already ended keep what they
+   were written with. KAV_ERR_NULL_HANDLE, KAV_ERR_NO_BUILDER. */
+KAV_EXPORT int KavEpubSetAccessible(TEpubService* service, int on);
 KAV_EXPORT int KavEpubSetPageHeading(TEpubService* service, const char* heading);
 KAV_EXPORT int KavEpubSetPageListed(TEpubService* service, int listed);
 

@@ -23,8 +23,9 @@ TEST(Exports, OnlyTheInterfaceIsExported) {
   const std::regex allowed(
       R"(^(CreateEpubService|FreeEpubService|GetEpubCopyright|kCssRes|kXhtml1StrictDtd)$|)"
       R"(^Kav(OptionsCreate|OptionsFree|OptionsSet|EpubSetLanguage|EpubSetPageHeading|)"
-      R"(EpubSetPageListed|EpubConvertText|CheckChapterPattern|IsChapterHeading|)"
-      R"(GuessLanguage|HtmlTitle|HtmlTitleIn|CheckTextEncoding|EpubSetHtmlEncoding)$|)"
+      R"(EpubSetPageListed|EpubSetAccessible|EpubConvertText|CheckChapterPattern|)"
+      R"(IsChapterHeading|GuessLanguage|HtmlTitle|HtmlTitleIn|CheckTextEncoding|)"
+      R"(EpubSetHtmlEncoding)$|)"
       R"(^(EpubBase|EpubManagement|XMLFile|XMLBase)::|)"
       R"(^(typeinfo|typeinfo name|vtable) for XMLBase$|)"
       R"(^(GetPageNumForTXT|CopyFile|CopyFileOrDir|MoveDir|GetFileOrDirFromPath|CreateFile)\()");

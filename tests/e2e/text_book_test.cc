@@ -2,6 +2,7 @@
 // as kav-epub txt makes them: chapters, title, language, every character;
 // and the page settings and result codes a host sees.
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <string>
@@ -231,6 +232,7 @@ TEST_F(TextBook, ExtensionCallsGiveTheirCodes) {
       {KAV_ERR_NULL_HANDLE, KavEpubSetLanguage(nullptr, "en")},
       {KAV_ERR_NULL_HANDLE, KavEpubSetPageHeading(nullptr, "x")},
       {KAV_ERR_NULL_HANDLE, KavEpubSetPageListed(nullptr, 0)},
+      {KAV_ERR_NULL_HANDLE, KavEpubSetAccessible(nullptr, 1)},
       {KAV_ERR_ARGUMENT, KavEpubConvertText("", "b.epub", "/tmp", options, nullptr, nullptr)},
   };
   for (const auto& [expected, code] : cases) EXPECT_EQ(expected, code);
@@ -251,6 +253,7 @@ TEST_F(TextBook, ExtensionCallsGiveTheirCodes) {
       {KAV_ERR_NO_OPEN_PAGE, KavEpubSetPageHeading(service, "x")},
       {KAV_ERR_NO_OPEN_PAGE, KavEpubSetPageListed(service, 0)},
       {KAV_ERR_BAD_LANGUAGE, KavEpubSetLanguage(service, "")},
+      {KAV_OK, KavEpubSetAccessible(service, 1)},  // the language set next is the pages'
       {KAV_OK, KavEpubSetLanguage(service, "de-CH")},
       {KAV_OK, service->StartPage(service->data)},
       {KAV_OK, service->AddTextLineToPage(service->data, "Text first.\n")},
@@ -274,6 +277,73 @@ TEST_F(TextBook, ExtensionCallsGiveTheirCodes) {
             kave2e::XPathTexts(book["OEBPS/page-1.html"].data, "//x:body/*[1]"));
   EXPECT_EQ((Strings{"de-CH"}),
             kave2e::XPathTexts(book["OEBPS/content.opf"].data, "//dc:language"));
+  const char* const access = "/x:html/@xml:lang | //x:title";
+  EXPECT_EQ((Strings{"de-CH", "Tom & Jerry"}),
+            kave2e::XPathTexts(book["OEBPS/page-1.html"].data, access));
+  EXPECT_EQ((Strings{"de-CH", "T, page 3"}),
+            kave2e::XPathTexts(book["OEBPS/page-3.html"].data, access));
 }
 
 }  // namespace
+
+// With accessibility on, every page carries the book's language and a title
+// of its own, the book's title is never empty nor broken by what a host
+// handed in, and the package document says what the book holds.
+TEST_F(TextBook, AccessibleBooksCarryLanguagesTitlesAndTheirMetadata) {
+  const std::string tenKb = Repeat("Long title ", 931);
+  const std::string chaptered = "Chapter 1\n" + Repeat("Rain fell.\n", 70) + "Chapter 2\nEnd.\n";
+  const struct {
+    std::string title, text, language, bookTitle;
+    bool headings;
+  } cases[] = {
+      {"", chaptered, "en", "My Novel", true},  // an empty title: the file's name
+      {"<b>Tom\x01 & Jerry</b>\t", Repeat("a line\n", 61), "en", "<b>Tom & Jerry</b>", false},
+      {tenKb, "第一章 风起\n他走了。\n第二章\n好。\n", "zh", tenKb.substr(0, tenKb.size() - 1),
+       true},
+  };
+  for (const auto& c : cases) {
+    ASSERT_EQ(KAV_OK, Convert(c.text,
+                              {{"title", c.title.c_str()}, {"accessibility", "on"},
+                               {"language", c.language.c_str()}},
+                              epub_))
+        << c.bookTitle;
+    auto book = kave2e::ReadBook(epub_);
+    const std::string& opf = book["OEBPS/content.opf"].data;
+    EXPECT_EQ(Strings{c.bookTitle}, kave2e::XPathTexts(opf, "//dc:title"));
+    const Strings features = kave2e::XPathTexts(
+        opf, "//opf:meta[@name='schema:accessibilityFeature']/@content");
+    EXPECT_EQ(c.headings, std::find(features.begin(), features.end(), "structuralNavigation") !=
+                              features.end());
+    EXPECT_EQ((Strings{"textual", "textual", "none"}),
+              kave2e::XPathTexts(opf,
+                                 "//opf:meta[@name='schema:accessMode' or "
+                                 "@name='schema:accessModeSufficient' or "
+                                 "@name='schema:accessibilityHazard']/@content"));
+    const Strings summary =
+        kave2e::XPathTexts(opf, "//opf:meta[@name='schema:accessibilitySummary']/@content");
+    ASSERT_EQ(1u, summary.size());
+    EXPECT_NE(std::string::npos, summary[0].find("in the language " + c.language));
+    EXPECT_EQ(Strings{}, kave2e::XPathTexts(opf, "//opf:meta[@name='dcterms:conformsTo']"));
+    int pages = 0;
+    for (const auto& [name, entry] : book) {
+      if (name.rfind("OEBPS/page-", 0) != 0) continue;
+      ++pages;
+      EXPECT_EQ((Strings{c.language, c.language}),
+                kave2e::XPathTexts(entry.data, "/x:html/@xml:lang | /x:html/@lang"))
+          << name;
+      const Strings title = kave2e::XPathTexts(entry.data, "//x:title");
+      const Strings heading = kave2e::XPathTexts(entry.data, "//x:h2");
+      ASSERT_EQ(1u, title.size());
+      EXPECT_EQ(heading.empty() ? c.bookTitle + ", page " + name.substr(11, name.size() - 16)
+                                : heading[0],
+                title[0])
+          << name;
+    }
+    EXPECT_NE(std::string::npos, summary[0].find(std::to_string(pages) + " pages"));
+    kave2e::ExpectOnlyFindings(epub_, kave2e::kUsualFindings);
+  }
+  KavBookOptions* options = KavOptionsCreate();
+  EXPECT_EQ(KAV_ERR_BAD_OPTION, KavOptionsSet(options, "accessibility", "yes"));
+  EXPECT_EQ(KAV_ERR_BAD_OPTION, KavOptionsSet(options, "conforms-to", "EPUB\x01"));
+  KavOptionsFree(options);
+}
