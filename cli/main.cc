@@ -23,7 +23,7 @@ constexpr int kHeapBlockLimit = 4 << 20;
 // Free memory at the top of the heap up to this size is kept, not returned.
 constexpr int kKeptFreeHeap = 64 << 20;
 
-using kavcli::OptionSpec;
+using kavcli::OptionDef;
 
 // The one place where the commands and their options are declared: the
 // parser reads them, and --help shows them.
@@ -32,7 +32,7 @@ struct Command {
   int (*run)(const kavcli::Options&);
   const char* arguments;
   const char* about;
-  std::vector<OptionSpec> options;
+  std::vector<OptionDef> options;
 };
 
 const std::vector<Command>& Commands() {
@@ -85,8 +85,8 @@ const std::vector<Command>& Commands() {
 }
 
 // Options every command takes.
-const std::vector<OptionSpec>& CommonOptions() {
-  static const std::vector<OptionSpec> options = {
+const std::vector<OptionDef>& CommonOptions() {
+  static const std::vector<OptionDef> options = {
       {"output", 'o', "FILE", "the book to write (the last argument otherwise)"},
       {"quiet", 'q', nullptr, "no progress bar (it is drawn only on a terminal anyway)"},
       {"help", 'h', nullptr, "the command's usage and options"},
@@ -94,8 +94,8 @@ const std::vector<OptionSpec>& CommonOptions() {
   return options;
 }
 
-std::vector<OptionSpec> OptionsOf(const Command& command) {
-  std::vector<OptionSpec> options = command.options;
+std::vector<OptionDef> OptionsOf(const Command& command) {
+  std::vector<OptionDef> options = command.options;
   options.insert(options.end(), CommonOptions().begin(), CommonOptions().end());
   return options;
 }
@@ -107,7 +107,7 @@ const Command* FindCommand(const std::string& name) {
   return nullptr;
 }
 
-void PrintOption(FILE* out, const OptionSpec& option) {
+void PrintOption(FILE* out, const OptionDef& option) {
   std::string spelling = option.letter != '\0' ? std::string("-") + option.letter + ", " : "";
   spelling += std::string("--") + option.name;
   if (option.value != nullptr) spelling += std::string(" ") + option.value;
@@ -130,7 +130,7 @@ void PrintCommandHelp(FILE* out, const Command& command) {
   fprintf(out, "Usage: kav-epub %s %s [OPTIONS]\n", command.name, command.arguments);
   PrintIndented(out, command.about);
   fprintf(out, "\nOptions:\n");
-  for (const OptionSpec& option : OptionsOf(command)) PrintOption(out, option);
+  for (const OptionDef& option : OptionsOf(command)) PrintOption(out, option);
 }
 
 // In the shape help2man makes a manual page of: usage lines, a description,
@@ -154,10 +154,10 @@ void PrintHelp(FILE* out) {
   for (const Command& command : Commands()) {
     if (command.options.empty()) continue;
     fprintf(out, "\nOptions of %s:\n", command.name);
-    for (const OptionSpec& option : command.options) PrintOption(out, option);
+    for (const OptionDef& option : command.options) PrintOption(out, option);
   }
   fprintf(out, "\nOptions of every command:\n");
-  for (const OptionSpec& option : CommonOptions()) PrintOption(out, option);
+  for (const OptionDef& option : CommonOptions()) PrintOption(out, option);
   fprintf(out,
           "\nOther options:\n"
           "  --help               this text\n"
@@ -195,7 +195,7 @@ int Refuse(kavcli::ToolFailure kind, const std::string& subject) {
 // the line says no command.
 const Command* ShortForm(int argc, char** argv, int* status) {
   *status = kavcli::kExitUsage;
-  std::vector<OptionSpec> every = CommonOptions();
+  std::vector<OptionDef> every = CommonOptions();
   for (const Command& command : Commands()) {
     every.insert(every.end(), command.options.begin(), command.options.end());
   }

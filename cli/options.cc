@@ -7,7 +7,7 @@ const char* Options::Get(const std::string& name, const char* fallback) const {
   return found == values.end() ? fallback : found->second.c_str();
 }
 
-bool ParseOptions(int argc, char** argv, int first, const std::vector<OptionSpec>& specs,
+bool ParseOptions(int argc, char** argv, int first, const std::vector<OptionDef>& defs,
                   Options* options, std::string* error) {
   bool onlyPositional = false;
   for (int i = first; i < argc; ++i) {
@@ -25,26 +25,26 @@ bool ParseOptions(int argc, char** argv, int first, const std::vector<OptionSpec
     // users type "-j4").
     const size_t equals = isLong ? word.find('=') : std::string::npos;
     const std::string name = isLong ? word.substr(2, equals - 2) : word.substr(1, 1);
-    const OptionSpec* spec = nullptr;
-    for (const OptionSpec& s : specs) {
-      if (isLong ? name == s.name : name[0] == s.letter) spec = &s;
+    const OptionDef* def = nullptr;
+    for (const OptionDef& s : defs) {
+      if (isLong ? name == s.name : name[0] == s.letter) def = &s;
     }
     const bool attached = isLong ? equals != std::string::npos : word.size() > 2;
-    if (spec == nullptr || (spec->value == nullptr && attached)) {
+    if (def == nullptr || (def->value == nullptr && attached)) {
       *error = "unknown option " + word;
       return false;
     }
     std::string value;
     if (attached) {
       value = isLong ? word.substr(equals + 1) : word.substr(2);
-    } else if (spec->value != nullptr) {
+    } else if (def->value != nullptr) {
       if (i + 1 >= argc) {
-        *error = "option --" + std::string(spec->name) + " needs a value";
+        *error = "option --" + std::string(def->name) + " needs a value";
         return false;
       }
       value = argv[++i];
     }
-    options->values[spec->name] = value;
+    options->values[def->name] = value;
   }
   options->quiet = options->Has("quiet");
   return true;

@@ -8,7 +8,7 @@
 namespace kavcli {
 
 // One option of a command, as its --help shows it and the parser reads it.
-struct OptionSpec {
+struct OptionDef {
   const char* name;   // the long spelling without "--"
   char letter;        // a one-letter spelling ("-j 4", "-j4"), or '\0'
   const char* value;  // what its value is called in the help, or null for a flag
@@ -27,9 +27,9 @@ struct Options {
   const char* Get(const std::string& name, const char* fallback) const;
 };
 
-// Parses argv[first..argc) against specs. "--" ends the options. On an
+// Parses argv[first..argc) against defs. "--" ends the options. On an
 // unknown or incomplete option it returns false with error set.
-bool ParseOptions(int argc, char** argv, int first, const std::vector<OptionSpec>& specs,
+bool ParseOptions(int argc, char** argv, int first, const std::vector<OptionDef>& defs,
                   Options* options, std::string* error);
 
 }  // namespace kavcli

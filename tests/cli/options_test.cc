@@ -9,12 +9,12 @@ namespace {
 bool Parse(std::vector<const char*> words, kavcli::Options* options, std::string* error) {
   std::vector<char*> argv;
   for (const char* w : words) argv.push_back(const_cast<char*>(w));
-  const std::vector<kavcli::OptionSpec> specs = {{"title", '\0', "T", ""},
+  const std::vector<kavcli::OptionDef> defs = {{"title", '\0', "T", ""},
                                                  {"cover", '\0', "IMAGE", ""},
                                                  {"jobs", 'j', "N", ""},
                                                  {"output", 'o', "FILE", ""},
                                                  {"quiet", 'q', nullptr, ""}};
-  return kavcli::ParseOptions(static_cast<int>(argv.size()), argv.data(), 0, specs, options, error);
+  return kavcli::ParseOptions(static_cast<int>(argv.size()), argv.data(), 0, defs, options, error);
 }
 
 // Options and file names mix in any order; "-" and all after "--" are file names.
