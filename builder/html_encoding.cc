@@ -9,9 +9,9 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
-#include <mutex>
 #include <utility>
 
+#include "builder/builder_table.h"
 #include "fileutil/file_util.h"
 #include "service/kav_result.h"
 
@@ -277,13 +277,8 @@ size_t BomLength(const std::string& bytes, std::string* encoding) {
   return 0;
 }
 
-std::mutex& Lock() {
-  static std::mutex lock;
-  return lock;
-}
-
-std::map<const EpubBase*, std::string>& Modes() {
-  static std::map<const EpubBase*, std::string> modes;
+BuilderTable<std::string>& Modes() {
+  static BuilderTable<std::string> modes;
   return modes;
 }
 
@@ -407,25 +402,17 @@ int SetHtmlEncoding(const EpubBase* builder, const char* mode) {
     const std::string named = EncodingForLabel(setting);
     if (!IconvKnows(named.empty() ? setting : named)) return KAV_ERR_UNKNOWN_ENCODING;
   }
-  std::lock_guard<std::mutex> hold(Lock());
   if (setting.empty()) {
-    Modes().erase(builder);
+    Modes().Forget(builder);
   } else {
-    Modes()[builder] = setting;
+    Modes().Set(builder, setting);
   }
   return KAV_OK;
 }
 
-std::string HtmlEncodingOf(const EpubBase* builder) {
-  std::lock_guard<std::mutex> hold(Lock());
-  auto found = Modes().find(builder);
-  return found == Modes().end() ? "" : found->second;
-}
+std::string HtmlEncodingOf(const EpubBase* builder) { return Modes().Of(builder); }
 
-void ForgetHtmlEncoding(const EpubBase* builder) {
-  std::lock_guard<std::mutex> hold(Lock());
-  Modes().erase(builder);
-}
+void ForgetHtmlEncoding(const EpubBase* builder) { Modes().Forget(builder); }
 
 int Utf8PageFor(const std::string& src, const std::string& mode, const std::string& copyPath,
                 std::string* readPath) {

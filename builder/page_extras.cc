@@ -2,12 +2,11 @@
 
 #include <libxml/tree.h>
 
-#include <map>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "builder/builder_table.h"
 #include "builder/epub_base.h"
 #include "service/kav_result.h"
 
@@ -15,54 +14,29 @@ namespace kav_builder {
 
 namespace {
 
-std::mutex& Lock() {
-  static std::mutex lock;
-  return lock;
+BuilderTable<PageExtras>& Pages() {
+  static BuilderTable<PageExtras> pages;
+  return pages;
 }
 
-std::map<const EpubBase*, PageExtras>& Table() {
-  static std::map<const EpubBase*, PageExtras> table;
-  return table;
-}
-
-std::map<const EpubBase*, BookAccess>& Books() {
-  static std::map<const EpubBase*, BookAccess> books;
+BuilderTable<BookAccess>& Books() {
+  static BuilderTable<BookAccess> books;
   return books;
 }
 
 }  // namespace
 
-BookAccess BookAccessOf(const EpubBase* builder) {
-  std::lock_guard<std::mutex> hold(Lock());
-  auto found = Books().find(builder);
-  return found == Books().end() ? BookAccess() : found->second;
-}
-
+BookAccess BookAccessOf(const EpubBase* builder) { return Books().Of(builder); }
 void SetBookAccess(const EpubBase* builder, const BookAccess& access) {
-  std::lock_guard<std::mutex> hold(Lock());
-  Books()[builder] = access;
+  Books().Set(builder, access);
 }
+void ForgetBookAccess(const EpubBase* builder) { Books().Forget(builder); }
 
-void ForgetBookAccess(const EpubBase* builder) {
-  std::lock_guard<std::mutex> hold(Lock());
-  Books().erase(builder);
-}
-
-PageExtras PageExtrasOf(const EpubBase* builder) {
-  std::lock_guard<std::mutex> hold(Lock());
-  auto found = Table().find(builder);
-  return found == Table().end() ? PageExtras() : found->second;
-}
-
+PageExtras PageExtrasOf(const EpubBase* builder) { return Pages().Of(builder); }
 void SetPageExtras(const EpubBase* builder, const PageExtras& extras) {
-  std::lock_guard<std::mutex> hold(Lock());
-  Table()[builder] = extras;
+  Pages().Set(builder, extras);
 }
-
-void ForgetPageExtras(const EpubBase* builder) {
-  std::lock_guard<std::mutex> hold(Lock());
-  Table().erase(builder);
-}
+void ForgetPageExtras(const EpubBase* builder) { Pages().Forget(builder); }
 
 }  // namespace kav_builder
 
