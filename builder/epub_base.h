@@ -3,6 +3,7 @@
 
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "package/xml_file.h"
@@ -67,6 +68,19 @@ class KAV_EXPORT EpubBase {
   int AddHTHLToEpub(const char* htmlPath);
   int GenerateNewHtml(const char* srcPath, const char* destPath);
   int AppendPropToCSS(const char* text);
+
+  // MOBI books in pages (builder/book_toc.cc). The HTML page at htmlPath
+  // imported as one or more pages, a new page at each page break and before
+  // each element whose id is in breakIds, none bigger than maxPageBytes;
+  // *pageOfId maps the pages' ids to their files. The pages are listed in
+  // the navigation document only when listPages.
+  int AddSplitHtmlToEpub(const char* htmlPath, const std::vector<std::string>& breakIds,
+                         size_t maxPageBytes, bool listPages,
+                         std::unordered_map<std::string, std::string>* pageOfId);
+  // A point of the book's nested table of contents (XMLFile::AddNestedRecordToNcx).
+  int AddTocEntry(const char* src, const char* label, int depth);
+  // The file name the next page will be stored under.
+  std::string NextPageFileName() const;
 
   // Saves the package and navigation documents and packs the book directory
   // into outputPath.

@@ -1,6 +1,7 @@
 #ifndef KAV_EPUB_CONVERT_EPUB_MANAGEMENT_H_
 #define KAV_EPUB_CONVERT_EPUB_MANAGEMENT_H_
 
+#include <cstddef>
 #include <string>
 
 #include "convert/progress_callback.h"
@@ -28,10 +29,17 @@ class KAV_EXPORT EpubManagement {
   int TXT2Epub(const char* txtPath, const char* epubPath, void* user, ProgressCallback progress);
   // A MOBI book through libKav_Mobi; progress in tenths.
   int Mobi2Epub(const char* mobiPath, const char* epubPath, void* user, ProgressCallback progress);
+  // The same in pages of at most 256 KB, with the book's own table of
+  // contents (TMobiService's GetToc) nested in the navigation document;
+  // *tocFlaws (may be null) receives GetToc's count of flaws.
+  int MobiPages2Epub(const char* mobiPath, const char* epubPath, void* user,
+                     ProgressCallback progress, size_t* tocFlaws);
   // Deletes the builder's working files and the scratch directory.
   int ClearData();
 
  private:
+  int ConvertMobi(const char* mobiPath, const char* epubPath, void* user,
+                  ProgressCallback progress, bool pages, size_t* tocFlaws);
   EpubBase* epub;
   std::string workDir;
   std::string processTmpDir;

@@ -1,6 +1,8 @@
 #include <stdlib.h>
 
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "builder/epub_base.h"
 #include "convert/epub_management.h"
@@ -61,10 +63,75 @@ std::string TakeString(char* text) {
   return copy;
 }
 
+// Pages hold at most this much of the book each.
+constexpr size_t kMaxPageBytes = 256 * 1024;
+
+struct BookTocEntry {
+  std::string label;
+  std::string anchor;
+  int depth;
+};
+
+int TakeToc(const TMobiService* reader, std::vector<BookTocEntry>* toc, size_t* flaws) {
+  TMobiTocEntry* entries = nullptr;
+  size_t count = 0;
+  size_t flawed = 0;
+  const int r = reader->GetToc(reader->handle, &entries, &count, &flawed);
+  if (r != KAV_OK) return r;
+  toc->reserve(count);
+  for (size_t i = 0; i < count; ++i) {
+    toc->push_back({entries[i].label, entries[i].anchor, entries[i].depth});
+  }
+  reader->FreeToc(entries, count);
+  if (flaws != nullptr) *flaws = flawed;
+  return KAV_OK;
+}
+
+// The extracted page in pages that start at the table's places, with the
+// table pointing into them; an entry whose place the pages lost is left out
+// (and counted). A book without a table lists its first page, under its
+// title.
+int AddPagesWithToc(EpubBase* epub, const std::string& htmlPath,
+                    const std::vector<BookTocEntry>& toc, const std::string& title,
+                    size_t* flaws) {
+  std::vector<std::string> breakIds;
+  breakIds.reserve(toc.size());
+  for (const BookTocEntry& entry : toc) breakIds.push_back(entry.anchor);
+  const std::string firstPage = epub->NextPageFileName();
+  std::unordered_map<std::string, std::string> pageOfId;
+  int r = epub->AddSplitHtmlToEpub(htmlPath.c_str(), breakIds, kMaxPageBytes, false, &pageOfId);
+  if (r != KAV_OK) return r;
+  int listed = 0;
+  for (const BookTocEntry& entry : toc) {
+    auto page = pageOfId.find(entry.anchor);
+    if (page == pageOfId.end()) {
+      if (flaws != nullptr) ++*flaws;
+      continue;
+    }
+    r = epub->AddTocEntry((page->second + "#" + entry.anchor).c_str(), entry.label.c_str(),
+                          entry.depth);
+    if (r != KAV_OK) return r;
+    ++listed;
+  }
+  if (listed > 0) return KAV_OK;
+  return epub->AddTocEntry(firstPage.c_str(), title.empty() ? "1" : title.c_str(), 1);
+}
+
 }  // namespace
 
 int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* user,
                               ProgressCallback progress) {
+  return ConvertMobi(mobiPath, epubPath, user, progress, false, nullptr);
+}
+
+int EpubManagement::MobiPages2Epub(const char* mobiPath, const char* epubPath, void* user,
+                                   ProgressCallback progress, size_t* tocFlaws) {
+  return ConvertMobi(mobiPath, epubPath, user, progress, true, tocFlaws);
+}
+
+int EpubManagement::ConvertMobi(const char* mobiPath, const char* epubPath, void* user,
+                                ProgressCallback progress, bool pages, size_t* tocFlaws) {
+  if (tocFlaws != nullptr) *tocFlaws = 0;
   char* outputDir = KavGetRunDirectory(epubPath);
   int outputDirExists = KavIsFileOrDirExists(outputDir);
   free(outputDir);
@@ -78,6 +145,7 @@ int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* 
   if (service == nullptr) return KAV_ERR_FAILED;
   MobiReader reader(service);
 
+  if (pages) reader->SetReadToc(reader.handle(), 1);
   int result = reader->Open(reader.handle(), mobiPath);
   if (result != KAV_OK) return result;
   if (IsCancel(ReportProgress(progress, user, kOpened, kProgressTotal))) return KAV_OK;
@@ -86,13 +154,19 @@ int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* 
   const std::string htmlPath = processTmpDir + "/tmp.html";
   result = reader->ExtractHtml(reader.handle(), htmlPath.c_str());
   if (result != KAV_OK) return result;
+  std::vector<BookTocEntry> toc;
+  if (pages) {
+    result = TakeToc(reader.operator->(), &toc, tocFlaws);
+    if (result != KAV_OK) return result;
+  }
   if (IsCancel(ReportProgress(progress, user, kExtracted, kProgressTotal))) return KAV_OK;
 
   // A null title or author is handed on as null, not as "".
-  char* bookTitle = reader->GetTitle(reader.handle());
+  char* title = reader->GetTitle(reader.handle());
   char* bookAuthor = reader->GetAuthor(reader.handle());
-  result = epub->Init(workDir.c_str(), bookTitle, bookAuthor);
-  free(bookTitle);
+  result = epub->Init(workDir.c_str(), title, bookAuthor);
+  const std::string bookTitle = title != nullptr ? title : "";
+  free(title);
   free(bookAuthor);
   if (result != KAV_OK) return result;
   if (IsCancel(ReportProgress(progress, user, kBuilderReady, kProgressTotal))) return KAV_OK;
@@ -111,7 +185,8 @@ int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* 
   if (result != KAV_OK) return result;
   if (IsCancel(ReportProgress(progress, user, kReaderReleased, kProgressTotal))) return KAV_OK;
 
-  result = epub->AddHTHLToEpub(htmlPath.c_str());
+  result = pages ? AddPagesWithToc(epub, htmlPath, toc, bookTitle, tocFlaws)
+                 : epub->AddHTHLToEpub(htmlPath.c_str());
   if (result != KAV_OK) return result;
   if (IsCancel(ReportProgress(progress, user, kImported, kProgressTotal))) return KAV_OK;
 

@@ -254,6 +254,7 @@ int CheckBookOption(const std::string& name, const std::string& value) {
   if (name == "accessibility") {
     return value == "on" || value == "off" || value.empty() ? KAV_OK : KAV_ERR_BAD_OPTION;
   }
+  if (name == "mobi-layout") return value == "pages" || value == "single" || value.empty() ? KAV_OK : KAV_ERR_BAD_OPTION;
   if (name == "conforms-to") return value == kav_builder::PlainText(value) ? KAV_OK : KAV_ERR_BAD_OPTION;
   return KAV_ERR_UNKNOWN_OPTION;
 }

@@ -1,7 +1,12 @@
 // The navigation document (toc.ncx): one numbered navigation point a page.
 
+#include <libxml/tree.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "package/attr_chain.h"
 #include "package/document_text.h"
@@ -36,6 +41,34 @@ void AddNavPoint(XMLBase& doc, int order, const char* src, const char* label) {
   AttrChain content;
   content.Add("src", src);
   doc.AddXMLNode("navPoint", "content", content.head());
+}
+
+void SetDepthMeta(XMLBase& doc, int depth) {
+  xmlNode* root = doc.Document() != nullptr ? xmlDocGetRootElement(doc.Document()) : nullptr;
+  if (root == nullptr) return;
+  const std::string content = std::to_string(depth);
+  for (xmlNode* head = root->children; head != nullptr; head = head->next) {
+    if (head->type != XML_ELEMENT_NODE || !xmlStrEqual(head->name, BAD_CAST "head")) continue;
+    for (xmlNode* meta = head->children; meta != nullptr; meta = meta->next) {
+      xmlChar* name = xmlGetProp(meta, BAD_CAST "name");
+      const bool depthMeta = name != nullptr && xmlStrEqual(name, BAD_CAST "dtb:depth");
+      xmlFree(name);
+      if (depthMeta) xmlSetProp(meta, BAD_CAST "content", BAD_CAST content.c_str());
+    }
+  }
+}
+
+xmlNode* NewNavPoint(xmlNode* parent, int number, int order, const std::string& src,
+                     const std::string& label) {
+  xmlNode* point = xmlNewChild(parent, nullptr, BAD_CAST "navPoint", nullptr);
+  if (point == nullptr) return nullptr;
+  xmlNewProp(point, BAD_CAST "id", BAD_CAST("c" + std::to_string(number)).c_str());
+  xmlNewProp(point, BAD_CAST "playOrder", BAD_CAST std::to_string(order).c_str());
+  xmlNode* navLabel = xmlNewChild(point, nullptr, BAD_CAST "navLabel", nullptr);
+  if (navLabel != nullptr) xmlNewTextChild(navLabel, nullptr, BAD_CAST "text", BAD_CAST label.c_str());
+  xmlNode* content = xmlNewChild(point, nullptr, BAD_CAST "content", nullptr);
+  if (content != nullptr) xmlNewProp(content, BAD_CAST "src", BAD_CAST src.c_str());
+  return point;
 }
 
 }  // namespace
@@ -89,12 +122,66 @@ int XMLFile::AddRecordToNcx(const char* src, const char* label) {
   return KAV_OK;
 }
 
+int XMLFile::AddNestedRecordToNcx(const char* src, const char* label, int depth) {
+  if (ncxDoc == nullptr) return KAV_OK;
+  navPoints.push_back(NavPoint{navOrder, src != nullptr ? src : "", true,
+                               label != nullptr ? label : "", std::max(depth, 1)});
+  ++navOrder;
+  return KAV_OK;
+}
+
+void XMLFile::DropNcxRecords(std::size_t count) {
+  if (count >= navPoints.size()) return;
+  navOrder -= static_cast<int>(navPoints.size() - count);
+  navPoints.resize(count);
+}
+
 int XMLFile::SaveNcxFile(const char* path) {
   if (ncxDoc == nullptr) return KAV_ERR_NO_PAGE;
+  const bool nested = std::any_of(navPoints.begin(), navPoints.end(),
+                                  [](const NavPoint& point) { return point.depth > 0; });
+  if (nested) return SaveNestedNcx(path);
   const RecordRun points{"navMap", navPoints.size(), [this](XMLBase& doc, std::size_t i) {
                            const NavPoint& point = navPoints[i];
                            AddNavPoint(doc, point.order, point.src.c_str(),
                                        point.labelled ? point.label.c_str() : nullptr);
+                         }};
+  return static_cast<int>(static_cast<RecordDocument*>(ncxDoc)->SaveWithRecords(path, {points}));
+}
+
+int XMLFile::SaveNestedNcx(const char* path) {
+  // Each top point is one record with the points under it; a point deeper
+  // than one below the point before it is taken one below.
+  std::vector<std::size_t> tops;
+  std::vector<int> depths(navPoints.size());
+  std::vector<int> orders(navPoints.size());
+  std::unordered_map<std::string, int> orderOfSrc;
+  int maxDepth = 1;
+  int nextOrder = 1;
+  for (std::size_t i = 0; i < navPoints.size(); ++i) {
+    const int previous = i == 0 ? 0 : depths[i - 1];
+    depths[i] = std::min(std::max(navPoints[i].depth, 1), previous + 1);
+    if (depths[i] == 1) tops.push_back(i);
+    maxDepth = std::max(maxDepth, depths[i]);
+    auto known = orderOfSrc.emplace(navPoints[i].src, nextOrder);
+    if (known.second) ++nextOrder;
+    orders[i] = known.first->second;
+  }
+  SetDepthMeta(*ncxDoc, maxDepth);
+  const RecordRun points{"navMap", tops.size(), [&](XMLBase& doc, std::size_t t) {
+                           xmlNode* navMap = xmlDocGetRootElement(doc.Document());
+                           const std::size_t end = t + 1 < tops.size() ? tops[t + 1] : navPoints.size();
+                           std::vector<xmlNode*> open;  // the newest point at each depth
+                           for (std::size_t i = tops[t]; i < end; ++i) {
+                             const int depth = depths[i];
+                             open.resize(static_cast<std::size_t>(depth - 1));
+                             xmlNode* parent = depth == 1 ? navMap : open.back();
+                             const NavPoint& point = navPoints[i];
+                             xmlNode* node = NewNavPoint(parent, static_cast<int>(i) + 1, orders[i],
+                                                         point.src, point.label);
+                             if (node == nullptr) return;
+                             open.push_back(node);
+                           }
                          }};
   return static_cast<int>(static_cast<RecordDocument*>(ncxDoc)->SaveWithRecords(path, {points}));
 }

@@ -51,6 +51,14 @@ class KAV_EXPORT XMLFile {
   int AddRecordToNcx(const char* src);
   // The same with label as the point's text instead of its number (null: the number).
   int AddRecordToNcx(const char* src, const char* label);
+  // A point of a nested table of contents: at depth (1 at the top; a deeper
+  // one goes under the newest point one level up), labelled label. A book
+  // with such points gets dtb:depth of its deepest, and points to the same
+  // src share one playOrder; a book without them is written as it always was.
+  int AddNestedRecordToNcx(const char* src, const char* label, int depth);
+  // The navigation points so far, and leaving out those from number count on.
+  std::size_t NcxRecordCount() const { return navPoints.size(); }
+  void DropNcxRecords(std::size_t count);
   int SaveNcxFile(const char* path);
 
   // Writes META-INF/container.xml at path in one call.
@@ -71,6 +79,8 @@ class KAV_EXPORT XMLFile {
   int SetHtmlAccess(const char* language, const char* title);
 
  private:
+  int SaveNestedNcx(const char* path);
+
   // A manifest item after the package document's fixed ones: a record
   // ("rc_" and its number, the file opfRecords[name]) or one of the cover's
   // two (number kCoverImage or kCoverPage, the file coverNames[name]).
@@ -85,6 +95,7 @@ class KAV_EXPORT XMLFile {
     std::string src;
     bool labelled;
     std::string label;
+    int depth = 0;  // 0: a flat point; 1 and more: a nested table's
   };
 
   XMLBase* opfDoc;  // package/record_document.h's RecordDocument

@@ -12,6 +12,7 @@
 #include "builder/epub_base.h"
 #include "builder/html_encoding.h"
 #include "convert/chapters.h"
+#include "convert/epub_management.h"
 #include "convert/language_guess.h"
 #include "convert/text_book.h"
 #include "convert/text_encoding.h"
@@ -122,6 +123,24 @@ int KavEpubSetHtmlEncoding(TEpubService* service, const char* mode) {
 int KavEpubConvertText(const char* txtPath, const char* epubPath, const char* workDir,
                        const KavBookOptions* options, void* user, ProgressCallback progress) {
   return kav_convert::ConvertTextBook(txtPath, epubPath, workDir, options, user, progress);
+}
+
+int KavEpubConvertMobi(const char* mobiPath, const char* epubPath, const char* workDir,
+                       const KavBookOptions* options, void* user, ProgressCallback progress,
+                       size_t* tocFlaws) {
+  if (tocFlaws != nullptr) *tocFlaws = 0;
+  const bool pages = options == nullptr || options->Get("mobi-layout", "pages") == "pages";
+  // As the service record's Mobi2Epub runs it.
+  EpubManagement* converter = new (std::nothrow) EpubManagement();
+  if (converter == nullptr) return KAV_ERR_FAILED;
+  int result = converter->Init(workDir, "", "");
+  if (result == KAV_OK) {
+    result = pages ? converter->MobiPages2Epub(mobiPath, epubPath, user, progress, tocFlaws)
+                   : converter->Mobi2Epub(mobiPath, epubPath, user, progress);
+  }
+  converter->ClearData();
+  delete converter;
+  return result;
 }
 
 int KavCheckChapterPattern(const char* pattern, char* message, size_t size, size_t* offset) {

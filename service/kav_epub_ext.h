@@ -111,6 +111,30 @@ KAV_EXPORT int KavEpubConvertText(const char* txtPath, const char* epubPath, con
                                   const KavBookOptions* options, void* user,
                                   ProgressCallback progress);
 
+/* Converts a whole MOBI 6, KF8 (AZW3), joint MOBI or PalmDOC book with the
+   options (null: every default), as kav-epub mobi does. Options:
+     mobi-layout  "pages": the text in XHTML pages of at most 256 KB each,
+                  a new page at each of the book's files (KF8), page breaks
+                  and places its table of contents points to; the
+                  navigation document holds the book's own table of
+                  contents, nested as in the book, labels as the book has
+                  them, each entry pointing at the page and place that hold
+                  it (a book without one: its h1-h3 headings, nested by
+                  level; failing those, its pages at the page breaks,
+                  labelled by number; failing those, its first page under
+                  the book's title).
+                  "single": the book Mobi2Epub makes, byte for byte: the
+                  text as one page, listed once [pages]
+   Progress as Mobi2Epub reports it. *tocFlaws (may be null) receives how
+   many entries of the book's own table of contents could not be used as
+   they are (0 for a sound table and for "single"): entries whose place is
+   not in the text are left out, entries whose parent is themselves, a later
+   entry or none are moved to the top level; the book is written all the
+   same. A damaged table is no failure. */
+KAV_EXPORT int KavEpubConvertMobi(const char* mobiPath, const char* epubPath, const char* workDir,
+                                  const KavBookOptions* options, void* user,
+                                  ProgressCallback progress, size_t* tocFlaws);
+
 /* Whether pattern compiles as a chapter pattern: 0, or KAV_ERR_BAD_PATTERN
    with PCRE2's message in message (size bytes, may be null) and the byte
    offset in the pattern where it went wrong in *offset (may be null). */

@@ -15,7 +15,7 @@
 
 namespace kavmobi {
 
-std::string BookHtml(const MOBIRawml& rawml) {
+std::string BookHtml(const MOBIRawml& rawml, BookToc* toc) {
   std::vector<MarkupPart> parts;
   for (const MOBIPart* part = rawml.markup; part != nullptr; part = part->next) {
     // Part data is not NUL-terminated: always read it with its size.
@@ -24,20 +24,33 @@ std::string BookHtml(const MOBIRawml& rawml) {
           {part->uid, std::string_view(reinterpret_cast<const char*>(part->data), part->size)});
     }
   }
+  std::string html;
   if (mobi_is_rawml_kf8(&rawml)) {
     Kf8Links links(rawml);
-    return JoinKf8Parts(parts, [&links](std::string_view url) { return links.Resolve(url); });
+    html = JoinKf8Parts(parts, [&links](std::string_view url) { return links.Resolve(url); },
+                        toc != nullptr);
+    if (toc != nullptr) *toc = NcxToc(rawml, &links, html);
+  } else if (!parts.empty()) {
+    // MOBI 6 text comes as a single part.
+    html = WithUtf8Charset(WithNamedAnchors(parts.front().html));
+    if (toc != nullptr) *toc = NcxToc(rawml, nullptr, html);
   }
-  // MOBI 6 text comes as a single part.
-  return parts.empty() ? std::string() : WithUtf8Charset(WithNamedAnchors(parts.front().html));
+  if (toc != nullptr && toc->entries.empty()) {
+    const size_t flawed = toc->flawed;
+    *toc = MadeToc(&html);
+    toc->flawed = flawed;
+  }
+  return html;
 }
 
-int ExtractBookHtml(const MOBIRawml& rawml, const std::string& htmlPath) {
-  return ExtractHtmlAndPictures(BookHtml(rawml), rawml.resources, htmlPath);
+int ExtractBookHtml(const MOBIRawml& rawml, const std::string& htmlPath, BookToc* toc) {
+  return ExtractHtmlAndPictures(BookHtml(rawml, toc), rawml.resources, htmlPath);
 }
 
-int ExtractHtmlAndPictures(std::string html, const MOBIPart* pictures,
-                           const std::string& htmlPath) {
+int ExtractHtmlAndPictures(std::string html, const MOBIPart* pictures, const std::string& htmlPath,
+                           BookToc* toc) {
+  // A parsed book's table is made already (and may be empty: so is this).
+  if (toc != nullptr && toc->entries.empty() && toc->flawed == 0) *toc = MadeToc(&html);
   html = WithContainedReferences(std::move(html));
   size_t slash = htmlPath.rfind('/');
   std::string dir = slash == std::string::npos ? std::string() : htmlPath.substr(0, slash + 1);

@@ -1,6 +1,7 @@
 #include "platform/mobi/kav_mobi.h"
 
 #include <stdlib.h>
+#include <string.h>
 
 #include <new>
 
@@ -52,6 +53,44 @@ char* GetCoverImage(void* handle) {
   }
 }
 
+void SetReadToc(void* handle, int on) {
+  if (handle != nullptr) BookOf(handle)->SetReadToc(on != 0);
+}
+
+void FreeToc(TMobiTocEntry* entries, size_t count) {
+  if (entries == nullptr) return;
+  for (size_t i = 0; i < count; ++i) {
+    free(entries[i].label);
+    free(entries[i].anchor);
+  }
+  free(entries);
+}
+
+int GetToc(void* handle, TMobiTocEntry** entries, size_t* count, size_t* flawed) {
+  if (entries == nullptr || count == nullptr) return KAV_MOBI_ERR_ARGUMENT;
+  *entries = nullptr;
+  *count = 0;
+  if (handle == nullptr || !BookOf(handle)->IsOpen()) return KAV_MOBI_ERR_NOT_OPEN;
+  const kavmobi::BookToc& toc = BookOf(handle)->Toc();
+  if (flawed != nullptr) *flawed = toc.flawed;
+  if (toc.entries.empty()) return 0;
+  TMobiTocEntry* list =
+      static_cast<TMobiTocEntry*>(calloc(toc.entries.size(), sizeof(TMobiTocEntry)));
+  if (list == nullptr) return KAV_MOBI_ERR_NO_MEMORY;
+  for (size_t i = 0; i < toc.entries.size(); ++i) {
+    list[i].label = strdup(toc.entries[i].label.c_str());
+    list[i].anchor = strdup(toc.entries[i].anchor.c_str());
+    list[i].depth = toc.entries[i].depth;
+    if (list[i].label == nullptr || list[i].anchor == nullptr) {
+      FreeToc(list, i + 1);
+      return KAV_MOBI_ERR_NO_MEMORY;
+    }
+  }
+  *entries = list;
+  *count = toc.entries.size();
+  return 0;
+}
+
 }  // namespace
 
 TMobiService* CreateMobiService(void) {
@@ -68,6 +107,9 @@ TMobiService* CreateMobiService(void) {
   service->GetTitle = GetTitle;
   service->GetAuthor = GetAuthor;
   service->GetCoverImage = GetCoverImage;
+  service->SetReadToc = SetReadToc;
+  service->GetToc = GetToc;
+  service->FreeToc = FreeToc;
   return service;
 }
 

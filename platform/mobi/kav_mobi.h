@@ -15,9 +15,18 @@
 #define KAV_MOBI_ERR_NO_MEMORY 627  // out of memory
 #define KAV_MOBI_ERR_NO_TEXT 628    // the book holds no readable text
 
+#include <stddef.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+// One entry of a book's table of contents (GetToc).
+typedef struct TMobiTocEntry {
+  char* label;   // UTF-8, as the book has it
+  char* anchor;  // the id of the element at the entry's place in the extracted HTML
+  int depth;     // 1 at the top level
+} TMobiTocEntry;
 
 typedef struct TMobiService {
   void* handle;
@@ -35,6 +44,20 @@ typedef struct TMobiService {
   // The cover picture's file name relative to the HTML file's directory, or
   // null when the book has none.
   char* (*GetCoverImage)(void* handle);
+  // Before Open: 1 reads the book's table of contents too (0, the default,
+  // does not). ExtractHtml then gives every entry's place an id, and starts
+  // each KF8 file but the first with an <mbp:pagebreak/>.
+  void (*SetReadToc)(void* handle, int on);
+  // After ExtractHtml: the table of contents in reading order, a malloc'ed
+  // array of *count entries that FreeToc releases (null when empty). The
+  // book's NCX; without one, its h1-h3 headings nested by level; failing
+  // those, its pages at the page breaks; none when none of these. *flawed
+  // (may be null) counts what of the book's own table could not be used as
+  // it is: entries left out (their place is not in the text), entries moved
+  // to the top level (a parent that is the entry itself, a later entry or
+  // none), unreadable labels, an unreadable index. 0 or a KAV_MOBI_ERR code.
+  int (*GetToc)(void* handle, TMobiTocEntry** entries, size_t* count, size_t* flawed);
+  void (*FreeToc)(TMobiTocEntry* entries, size_t count);
 } TMobiService;
 
 __attribute__((visibility("default"))) TMobiService* CreateMobiService(void);

@@ -75,13 +75,17 @@ std::string PartAnchorId(size_t uid) {
   return id;
 }
 
-std::string JoinKf8Parts(const std::vector<MarkupPart>& parts, const LinkResolver& resolve) {
+std::string JoinKf8Parts(const std::vector<MarkupPart>& parts, const LinkResolver& resolve,
+                         bool pageBreaks) {
   size_t size = 128;
   for (const MarkupPart& part : parts) size += part.html.size() + 64;
   std::string out;
   out.reserve(size);
   AppendDocumentStart(out);
-  for (const MarkupPart& part : parts) AppendPart(part, resolve, out);
+  for (const MarkupPart& part : parts) {
+    if (pageBreaks && &part != &parts.front()) out += "<mbp:pagebreak/>";
+    AppendPart(part, resolve, out);
+  }
   out += "</body></html>";
   return out;
 }

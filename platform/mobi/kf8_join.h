@@ -23,8 +23,10 @@ using LinkResolver = std::function<std::string(std::string_view url)>;
 // The parts, in reading order, as one HTML document: each part's body
 // content, preceded by an anchor "partNNNNN" (and one for the body's own id),
 // with every quoted attribute value that starts with "kindle:" resolved. The
-// parts' heads (their titles and style sheet links) are dropped.
-std::string JoinKf8Parts(const std::vector<MarkupPart>& parts, const LinkResolver& resolve);
+// parts' heads (their titles and style sheet links) are dropped. With
+// pageBreaks, an <mbp:pagebreak/> stands before every part but the first.
+std::string JoinKf8Parts(const std::vector<MarkupPart>& parts, const LinkResolver& resolve,
+                         bool pageBreaks = false);
 
 // The same for a KF8 text whose skeleton and fragment indices are lost: its
 // first flow holds each file's skeleton (an XML declaration, an html element

@@ -98,13 +98,18 @@ std::string Kf8Links::Resolve(std::string_view url) const {
 }
 
 std::string Kf8Links::PositionTarget(std::string_view fid, std::string_view off) const {
+  uint32_t fragment, offset;
+  if (!DecodeBase32(fid, &fragment) || !DecodeBase32(off, &offset)) return "#";
+  return PositionAnchor(fragment, offset);
+}
+
+std::string Kf8Links::PositionAnchor(uint32_t fragment, uint32_t offset) const {
   const MOBIIndx* fragments = rawml_.frag;
   const MOBIIndx* skeletons = rawml_.skel;
-  uint32_t fragment, offset, file, skeletonStart;
+  uint32_t file, skeletonStart;
   uint64_t fragmentStart;
-  if (!DecodeBase32(fid, &fragment) || !DecodeBase32(off, &offset) || fragments == nullptr ||
-      skeletons == nullptr || fragments->entries == nullptr || skeletons->entries == nullptr ||
-      fragment >= fragments->entries_count) {
+  if (fragments == nullptr || skeletons == nullptr || fragments->entries == nullptr ||
+      skeletons->entries == nullptr || fragment >= fragments->entries_count) {
     return "#";
   }
   const MOBIIndexEntry& entry = fragments->entries[fragment];

@@ -26,6 +26,9 @@ class Kf8Links {
   //                              start or with no such element, "#" if lost;
   //  kindle:embed:N?...      ->  the picture's file name (resource N-1).
   std::string Resolve(std::string_view url) const;
+  // The same target for fragment and offset as numbers (a table-of-contents
+  // entry's place).
+  std::string PositionAnchor(uint32_t fragment, uint32_t offset) const;
 
  private:
   struct IdAt {

@@ -97,7 +97,17 @@ int MobiBook::Open(const char* path) {
     result =
         rawml_ == nullptr
             ? KAV_MOBI_ERR_NO_MEMORY
-            : ReaderCode(mobi_parse_rawml_opt(rawml_, data_, false, false, !mobi_is_kf8(data_)));
+            : ReaderCode(mobi_parse_rawml_opt(rawml_, data_, readToc_, false, !mobi_is_kf8(data_)));
+    // A table of contents that libmobi cannot read: the text without it.
+    if (readToc_ && result == KAV_MOBI_ERR_DAMAGED && mobi_exists_ncx(data_)) {
+      mobi_free_rawml(rawml_);
+      rawml_ = mobi_init_rawml(data_);
+      result = rawml_ == nullptr ? KAV_MOBI_ERR_NO_MEMORY
+                                 : ReaderCode(mobi_parse_rawml_opt(rawml_, data_, false, false,
+                                                                   !mobi_is_kf8(data_)));
+      // Only when the rest reads without it was the index what failed.
+      unreadToc_ = result == 0 ? 1 : 0;
+    }
     if (result == 0 && !HasHtmlPart(rawml_)) result = KAV_MOBI_ERR_NO_TEXT;
     // The structure could not be rebuilt: the text may still be there.
     if (result == KAV_MOBI_ERR_DAMAGED || result == KAV_MOBI_ERR_NO_TEXT) result = Salvage();
@@ -115,10 +125,19 @@ int MobiBook::Salvage() {
   return KAV_MOBI_ERR_NO_TEXT;
 }
 
-int MobiBook::ExtractHtml(const std::string& htmlPath) const {
-  if (rawml_ != nullptr) return ExtractBookHtml(*rawml_, htmlPath);
-  if (salvaged_ == nullptr) return KAV_MOBI_ERR_NOT_OPEN;
-  return ExtractHtmlAndPictures(salvaged_->html, Resources(), htmlPath);
+int MobiBook::ExtractHtml(const std::string& htmlPath) {
+  toc_ = BookToc();
+  BookToc* toc = readToc_ ? &toc_ : nullptr;
+  int result;
+  if (rawml_ != nullptr) {
+    result = ExtractBookHtml(*rawml_, htmlPath, toc);
+  } else if (salvaged_ != nullptr) {
+    result = ExtractHtmlAndPictures(salvaged_->html, Resources(), htmlPath, toc);
+  } else {
+    return KAV_MOBI_ERR_NOT_OPEN;
+  }
+  toc_.flawed += readToc_ ? unreadToc_ : 0;
+  return result;
 }
 
 const MOBIPart* MobiBook::Resources() const {
@@ -128,6 +147,8 @@ const MOBIPart* MobiBook::Resources() const {
 }
 
 void MobiBook::Close() {
+  toc_ = BookToc();
+  unreadToc_ = 0;
   // The salvaged pictures point into the loaded records.
   salvaged_.reset();
   // The parsed parts refer to the loaded records: free them first.

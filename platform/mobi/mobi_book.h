@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/mobi/book_toc.h"
 #include "platform/mobi/salvaged_book.h"
 
 namespace kavmobi {
@@ -30,8 +31,14 @@ class MobiBook {
   // Null for a salvaged book.
   const MOBIRawml* Rawml() const { return rawml_; }
 
+  // Before Open: whether to read the book's table of contents, which
+  // ExtractHtml then gives places in the HTML (and marks the KF8 files'
+  // starts with page breaks); off unless set.
+  void SetReadToc(bool on) { readToc_ = on; }
   // Writes the HTML and its pictures (ExtractBookHtml); 0 or a KAV_MOBI_ERR code.
-  int ExtractHtml(const std::string& htmlPath) const;
+  int ExtractHtml(const std::string& htmlPath);
+  // The table ExtractHtml found; empty before it, or without SetReadToc.
+  const BookToc& Toc() const { return toc_; }
 
   // malloc'ed UTF-8 strings, null when no book is open. A book without a
   // title or author gives "".
@@ -50,6 +57,10 @@ class MobiBook {
   MOBIData* data_ = nullptr;
   MOBIRawml* rawml_ = nullptr;
   std::unique_ptr<SalvagedBook> salvaged_;  // instead of rawml_
+  bool readToc_ = false;
+  // An index that libmobi could not read counts as one flaw of the table.
+  size_t unreadToc_ = 0;
+  BookToc toc_;
 };
 
 }  // namespace kavmobi

@@ -29,6 +29,14 @@ int ExtractHtml(void*, const char* path) {
 }
 char* GetTitle(void*) { return script.title != nullptr ? strdup(script.title) : nullptr; }
 char* GetCover(void*) { return script.cover != nullptr ? strdup(script.cover) : nullptr; }
+void SetReadToc(void*, int) {}
+int GetToc(void*, TMobiTocEntry** entries, size_t* count, size_t* flawed) {
+  *entries = nullptr;
+  *count = 0;
+  if (flawed != nullptr) *flawed = 0;
+  return 0;
+}
+void FreeToc(TMobiTocEntry*, size_t) {}
 const Reports kAllReports = {{1, 10}, {6, 10}, {7, 10}, {8, 10}, {9, 10}, {10, 10}};
 
 class MobiConversionTest : public ::testing::Test {
@@ -92,7 +100,8 @@ TEST_F(MobiConversionTest, CancelBeforeTheLastReportEndsWithSuccessAndNoBook) {
 
 TMobiService* CreateMobiService(void) {
   ++script.created;
-  return new TMobiService{nullptr, Open, Close, ExtractHtml, GetTitle, GetTitle, GetCover};
+  return new TMobiService{nullptr, Open,    Close,      ExtractHtml, GetTitle, GetTitle,
+                          GetCover, SetReadToc, GetToc,     FreeToc};
 }
 
 void FreeMobiService(TMobiService* service) {

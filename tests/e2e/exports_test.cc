@@ -23,7 +23,7 @@ TEST(Exports, OnlyTheInterfaceIsExported) {
   const std::regex allowed(
       R"(^(CreateEpubService|FreeEpubService|GetEpubCopyright|kCssRes|kXhtml1StrictDtd)$|)"
       R"(^Kav(OptionsCreate|OptionsFree|OptionsSet|EpubSetLanguage|EpubSetPageHeading|)"
-      R"(EpubSetPageListed|EpubSetAccessible|EpubConvertText|CheckChapterPattern|)"
+      R"(EpubSetPageListed|EpubSetAccessible|EpubConvertText|EpubConvertMobi|CheckChapterPattern|)"
       R"(IsChapterHeading|GuessLanguage|HtmlTitle|HtmlTitleIn|CheckTextEncoding|)"
       R"(EpubSetHtmlEncoding)$|)"
       R"(^(EpubBase|EpubManagement|XMLFile|XMLBase)::|)"
