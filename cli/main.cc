@@ -69,8 +69,10 @@ const std::vector<Command>& Commands() {
        kavcli::RunMobi,
        "INPUT.mobi OUTPUT.epub",
        "a MOBI 6, KF8 (AZW3) or joint MOBI book, or a PalmDOC\n"
-       "book",
-       {}},
+       "book, in pages of at most 256 KB with the book's own\n"
+       "table of contents (else one from its headings or page\n"
+       "breaks)",
+       {{"single-page", '\0', nullptr, "the text as one page, listed once (the book Mobi2Epub makes)"}}},
       {"batch",
        kavcli::RunBatch,
        "INPUT_DIR OUTPUT_DIR",

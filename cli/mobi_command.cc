@@ -4,6 +4,8 @@
 #include "cli/commands.h"
 #include "cli/result_messages.h"
 #include "service/kav_epub.h"
+#include "service/kav_epub_ext.h"
+#include "service/kav_result.h"
 
 namespace kavcli {
 
@@ -24,7 +26,19 @@ int RunMobi(const Options& options) {
           fprintf(stderr, "kav-epub: %s\n", ToolMessage(error).c_str());
           return kToolFailureReported;
         }
-        return service->Mobi2Epub(input, book, workDir, bar, ProgressBar::Report);
+        (void)service;
+        KavBookOptions* settings = KavOptionsCreate();
+        if (settings == nullptr) return static_cast<int>(KAV_ERR_FAILED);
+        KavOptionsSet(settings, "mobi-layout", options.Has("single-page") ? "single" : "pages");
+        size_t flaws = 0;
+        const int code =
+            KavEpubConvertMobi(input, book, workDir, settings, bar, ProgressBar::Report, &flaws);
+        KavOptionsFree(settings);
+        if (code == 0 && flaws > 0) {
+          bar->Finish();
+          fprintf(stderr, "kav-epub: %s\n", TocWarning(input, flaws).c_str());
+        }
+        return code;
       });
 }
 

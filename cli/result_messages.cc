@@ -161,4 +161,10 @@ std::string ToolMessage(const ToolError& e) {
   return "failed";
 }
 
+std::string TocWarning(const std::string& input, size_t flaws) {
+  return input + ": warning: the book's table of contents is damaged (" + std::to_string(flaws) +
+         (flaws == 1 ? " flaw" : " flaws") +
+         "); the book keeps the entries that could be placed";
+}
+
 }  // namespace kavcli

@@ -1,6 +1,7 @@
 #ifndef KAV_EPUB_CLI_RESULT_MESSAGES_H_
 #define KAV_EPUB_CLI_RESULT_MESSAGES_H_
 
+#include <cstddef>
 #include <string>
 
 namespace kavcli {
@@ -64,6 +65,10 @@ struct ToolError {
 
 // The sentence for a failure of the tool, without the "kav-epub: " prefix.
 std::string ToolMessage(const ToolError& error);
+
+// The warning for a MOBI book whose own table of contents had flaws
+// (KavEpubConvertMobi's count), without the prefix.
+std::string TocWarning(const std::string& input, size_t flaws);
 
 }  // namespace kavcli
 

@@ -127,6 +127,8 @@ def _declare_extension(library):
         "KavEpubSetAccessible": (ctypes.c_int, [record, ctypes.c_int]),
         "KavEpubConvertText": (ctypes.c_int, [_Str, _Str, _Str, ctypes.c_void_p, ctypes.c_void_p,
                                               _ProgressCallback]),
+        "KavEpubConvertMobi": (ctypes.c_int, [_Str, _Str, _Str, ctypes.c_void_p, ctypes.c_void_p,
+                                              _ProgressCallback, ctypes.POINTER(size)]),
         "KavCheckChapterPattern": (ctypes.c_int, [_Str, ctypes.c_char_p, size,
                                                   ctypes.POINTER(size)]),
         "KavIsChapterHeading": (ctypes.c_int, [_Str, size, _Str]),
@@ -317,6 +319,32 @@ def convert_text(txt_path, epub_path, work_dir, progress=None, library=None, **o
             "KavEpubConvertText", progress,
             lambda callback: lib.KavEpubConvertText(_bytes(txt_path), _bytes(epub_path),
                                                     _bytes(work_dir), handle, None, callback))
+    finally:
+        lib.KavOptionsFree(handle)
+
+
+def convert_mobi(mobi_path, epub_path, work_dir, progress=None, library=None, **options):
+    """A whole MOBI book as kav-epub mobi makes it: in pages, with its own
+    table of contents. options: mobi_layout ("pages" or "single", the book
+    Mobi2Epub makes). Returns (written, flaws): written False when progress
+    cancelled it, flaws the entries of the book's table of contents that
+    could not be used as they are."""
+    lib = _load(library)
+    handle = lib.KavOptionsCreate()
+    if not handle:
+        raise MemoryError("KavOptionsCreate")
+    flaws = ctypes.c_size_t(0)
+    try:
+        for name, value in options.items():
+            code = lib.KavOptionsSet(handle, _bytes(name.replace("_", "-")), _bytes(value))
+            if code != 0:
+                raise KavEpubError(f"KavOptionsSet({name})", code)
+        written = _run_conversion(
+            "KavEpubConvertMobi", progress,
+            lambda callback: lib.KavEpubConvertMobi(_bytes(mobi_path), _bytes(epub_path),
+                                                    _bytes(work_dir), handle, None, callback,
+                                                    ctypes.byref(flaws)))
+        return written, flaws.value
     finally:
         lib.KavOptionsFree(handle)
 
