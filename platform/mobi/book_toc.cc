@@ -181,8 +181,12 @@ std::string PlainText(std::string_view markup) {
     if (c == '<') {
       const size_t end = TagEnd(markup, i);
       if (end == npos) break;
+      // A line break parts words; other tags do not.
+      if (end - i >= 3 && std::tolower(static_cast<unsigned char>(markup[i + 1])) == 'b' &&
+          std::tolower(static_cast<unsigned char>(markup[i + 2])) == 'r') {
+        text += ' ';
+      }
       i = end;
-      text += ' ';  // a <br/> parts words
       continue;
     }
     if (c == '&') {

@@ -95,6 +95,11 @@ TEST_F(Cli, CommandLinesGiveTheirStatusAndMessage_FailuresOneLineNamingTheFileAn
       {"txt --help", 0, {"--title T", "--encoding E", "--no-chapters", "--chapters PATTERN", "-o, --output FILE", "-q, --quiet"}},
       {"html -h", 0, {"--cover IMAGE", "--output"}},
       {"batch --help", 0, {"-j, --jobs N", "--shard K/N"}},
+      {"mobi --help", 0, {"--single-page"}},
+      // A damaged table of contents: the book is written, with one line that says so.
+      {"mobi '" + mobi + "damaged/ncx_lantern_kf8.mobi' '" + dir_ / "w.epub'",
+       0,
+       {"ncx_lantern_kf8.mobi: warning: the book's table of contents is damaged (1 flaw)"}},
       {"--version", 0, {"kav-epub 1.0.0"}},
   };
   if (geteuid() != 0) {  // root reads any file

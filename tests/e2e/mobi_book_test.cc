@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "e2e/book_checks.h"
 #include "platform/mobi/kav_mobi.h"
+#include "service/kav_epub_ext.h"
 
 namespace {
 
@@ -27,15 +29,62 @@ int Convert(const std::string& mobi, const kavtest::TempDir& dir, const std::str
   return code;
 }
 
-// The words of a book's first page, in order.
-Strings PageWords(const std::string& epub) {
+// KavEpubConvertMobi with mobi-layout (null: the default); *flaws as it reports them.
+int ConvertMobi(const std::string& mobi, const kavtest::TempDir& dir, const std::string& epub,
+                const char* layout, size_t* flaws = nullptr) {
+  kavtest::MakeDirs(dir / "work");
+  KavBookOptions* options = KavOptionsCreate();
+  if (layout != nullptr) KavOptionsSet(options, "mobi-layout", layout);
+  const int code = KavEpubConvertMobi(mobi.c_str(), epub.c_str(), (dir / "work").c_str(), options,
+                                      nullptr, nullptr, flaws);
+  KavOptionsFree(options);
+  return code;
+}
+
+// The words of a book's pages in reading order (the first page only with firstOnly).
+Strings PageWords(const std::string& epub, bool firstOnly = true) {
+  auto book = kave2e::ReadBook(epub);
+  const std::string& opf = book["OEBPS/content.opf"].data;
+  Strings pages = {"page-1.html"};
+  if (!firstOnly) {
+    pages.clear();
+    for (const std::string& ref : XPathTexts(opf, "//opf:itemref/@idref")) {
+      for (const std::string& href :
+           XPathTexts(opf, "//opf:item[@id='" + ref + "' and starts-with(@href, 'page-')]/@href")) {
+        pages.push_back(href);
+      }
+    }
+  }
   Strings words;
-  for (const std::string& text :
-       XPathTexts(kave2e::ReadBook(epub)["OEBPS/page-1.html"].data, "//x:body//text()")) {
-    std::istringstream in(text);
-    for (std::string word; in >> word;) words.push_back(word);
+  for (const std::string& page : pages) {
+    for (const std::string& text : XPathTexts(book["OEBPS/" + page].data, "//x:body//text()")) {
+      std::istringstream in(text);
+      for (std::string word; in >> word;) words.push_back(word);
+    }
   }
   return words;
+}
+
+// The labels of a book's table of contents in reading order, each point's target checked:
+// a page of the book holding an element with the point's id.
+Strings CheckedToc(const std::string& epub) {
+  auto book = kave2e::ReadBook(epub);
+  const std::string& ncx = book["OEBPS/toc.ncx"].data;
+  const Strings srcs = XPathTexts(ncx, "//ncx:navPoint/ncx:content/@src");
+  for (const std::string& src : srcs) {
+    const size_t hash = src.find('#');
+    const std::string page = "OEBPS/" + src.substr(0, hash);
+    EXPECT_EQ(1u, book.count(page)) << src;
+    if (hash != std::string::npos && book.count(page) != 0) {
+      EXPECT_EQ(1u, XPathTexts(book[page].data, "//*[@id='" + src.substr(hash + 1) + "']").size())
+          << src;
+    }
+  }
+  const Strings orders = XPathTexts(ncx, "//ncx:navPoint/@playOrder");
+  for (size_t i = 1; i < orders.size(); ++i) {
+    EXPECT_LE(std::stoi(orders[i - 1]), std::stoi(orders[i])) << "play order follows the text";
+  }
+  return XPathTexts(ncx, "//ncx:navPoint/ncx:navLabel/ncx:text");
 }
 
 class MobiBook : public ::testing::TestWithParam<std::string> {};
@@ -83,6 +132,34 @@ TEST_P(MobiBook, ConvertsWithItsTitleCoverAndPicturesIntoACheckedBook) {
   Strings allowed = {"HTM-004", "NCX-001", "OPF-085"};
   if (!hasCover) allowed.push_back("RSC-005");
   kave2e::ExpectOnlyFindings(epub, allowed);
+}
+
+// In pages: the book's own table of contents (its labels as calibre wrote them from the
+// source's headings; a book without one, its page breaks), every target in place, every
+// word of the single page kept in order; mobi-layout single is Mobi2Epub's book, byte for
+// byte.
+TEST_P(MobiBook, InPagesWithItsOwnTableOfContentsAndEveryWord) {
+  const std::map<std::string, Strings> labels = {
+      {"lantern", {"Chapter 1: The Island", "Chapter 2: The Logbook", "the storm table"}},
+      {"plain_mobi6", {"Chapter One", "Chapter Two", "Chapter Three"}},
+      {"special_title_mobi6", {"1", "2", "3", "4", "5"}}};
+  kavtest::ScopedEnv epoch("SOURCE_DATE_EPOCH", "1700000000");
+  kavtest::TempDir dir;
+  const std::string mobi = kFixtures + GetParam() + ".mobi";
+  const std::string pages = dir / "pages.epub", single = dir / "single.epub";
+  size_t flaws = 99;
+  ASSERT_CODE(0, ConvertMobi(mobi, dir, pages, nullptr, &flaws));
+  EXPECT_EQ(0u, flaws);
+  ASSERT_CODE(0, ConvertMobi(mobi, dir, single, "single", &flaws));
+  ASSERT_CODE(0, Convert(mobi, dir, dir / "record.epub"));
+  EXPECT_EQ(kavtest::ReadFile(dir / "record.epub"), kavtest::ReadFile(single));
+
+  EXPECT_EQ(labels.at(GetParam().rfind("lantern", 0) == 0 ? "lantern" : GetParam()),
+            CheckedToc(pages));
+  EXPECT_EQ(PageWords(single), PageWords(pages, false));
+  Strings allowed = {"HTM-004", "NCX-001", "OPF-085"};
+  if (kave2e::ReadBook(pages).count("OEBPS/cover.html") == 0) allowed.push_back("RSC-005");
+  kave2e::ExpectOnlyFindings(pages, allowed);
 }
 
 INSTANTIATE_TEST_SUITE_P(Fixtures, MobiBook,
@@ -142,6 +219,16 @@ TEST(DamagedMobiBook, ConvertsWithTheWholeBooksTextPicturesAndCover) {
     Strings allowed = {"HTM-004", "NCX-001", "OPF-085"};
     if (XPathTexts(opf, "//opf:item[@id='cover-image']").empty()) allowed.push_back("RSC-005");
     kave2e::ExpectOnlyFindings(epub, allowed);
+
+    // In pages: a table from what is left (the unreadable index is the one flaw said),
+    // pointing where it should, and the same words.
+    const std::string pages = dir / "pages.epub";
+    size_t flaws = 99;
+    ASSERT_CODE(0, ConvertMobi(kFixtures + "damaged/" + c.damaged + ".mobi", dir, pages, nullptr,
+                               &flaws));
+    EXPECT_EQ(std::string(c.damaged) == "ncx_lantern_kf8" ? 1u : 0u, flaws);
+    EXPECT_FALSE(CheckedToc(pages).empty());
+    EXPECT_EQ(words, PageWords(pages, false));
   }
   // With its text records destroyed too, nothing is left to read.
   kavtest::TempDir dir;

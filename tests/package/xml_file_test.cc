@@ -4,6 +4,7 @@
 
 #include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "service/kav_result.h"
@@ -83,6 +84,35 @@ TEST_F(XmlFileTest, NavigationDocument_BookExample_NumbersAndLabelsPointsFromOne
                 "<navPoint id=\"c2\" playOrder=\"2\"><navLabel><text>2</text></navLabel>"
                 "<content src=\"page-2.html\"/></navPoint></navMap></ncx>\n",
             Saved(dir / "toc.ncx"));
+}
+
+// A nested table: each point under the newest one a level up (one too deep is taken one
+// below the point before it), play order by first appearance of its file, dtb:depth its
+// deepest; a flat point added afterwards and points dropped again do not show.
+TEST_F(XmlFileTest, NavigationDocument_NestedPoints_NestUnderTheNewestPointAbove) {
+  ASSERT_CODE(KAV_OK, file.InitNcxFile("t"));
+  const std::vector<std::pair<const char*, int>> points = {
+      {"p1.html#a", 1}, {"p1.html#b", 2}, {"p2.html#c", 3}, {"p1.html#b", 2},
+      {"p3.html", 1},   {"p3.html#d", 5}, {"p4.html", 1}};
+  for (const auto& [src, depth] : points) {
+    EXPECT_CODE(KAV_OK, file.AddNestedRecordToNcx(src, depth == 3 ? "x < y & z" : src, depth));
+  }
+  file.AddRecordToNcx("dropped.html");
+  file.DropNcxRecords(points.size());
+  ASSERT_CODE(KAV_OK, file.SaveNcxFile((dir / "toc.ncx").c_str()));
+  auto point = [](int id, int order, const std::string& label, const std::string& src) {
+    return "<navPoint id=\"c" + std::to_string(id) + "\" playOrder=\"" + std::to_string(order) +
+           "\"><navLabel><text>" + label + "</text></navLabel><content src=\"" + src + "\"/>";
+  };
+  const std::string saved = Saved(dir / "toc.ncx");
+  EXPECT_NE(std::string::npos, saved.find("<meta name=\"dtb:depth\" content=\"3\"/>"));
+  EXPECT_EQ("<navMap>" + point(1, 1, "p1.html#a", "p1.html#a") +
+                point(2, 2, "p1.html#b", "p1.html#b") + point(3, 3, "x &lt; y &amp; z", "p2.html#c") +
+                "</navPoint></navPoint>" + point(4, 2, "p1.html#b", "p1.html#b") +
+                "</navPoint></navPoint>" + point(5, 4, "p3.html", "p3.html") +
+                point(6, 5, "p3.html#d", "p3.html#d") + "</navPoint></navPoint>" +
+                point(7, 6, "p4.html", "p4.html") + "</navPoint></navMap>",
+            saved.substr(saved.find("<navMap>"), saved.find("</ncx>") - saved.find("<navMap>")));
 }
 
 // Per-page records are written in rounds of a few hundred when the documents are saved: none

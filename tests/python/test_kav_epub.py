@@ -78,6 +78,19 @@ class KavEpubTest(unittest.TestCase):
         self.assertIn("<p>\u949f\u8868\u5320</p>", self.page("OEBPS/page-3.html"))
         self.assertTrue(kav_epub.copyright())
 
+    def test_mobi_book_in_pages_or_as_one_page(self):
+        mobi = os.path.join(os.path.dirname(__file__), "..", "data", "mobi", "lantern_kf8.mobi")
+        self.assertEqual((True, 0), kav_epub.convert_mobi(mobi, self.epub, self.work))
+        ncx = self.page("OEBPS/toc.ncx")
+        self.assertEqual(3, ncx.count("<navPoint"))
+        self.assertIn("<text>Chapter 2: The Logbook</text>", ncx)
+        self.assertEqual((True, 0), kav_epub.convert_mobi(mobi, self.epub, self.work,
+                                                          mobi_layout="single"))
+        self.assertEqual(1, self.page("OEBPS/toc.ncx").count("<navPoint"))
+        with self.assertRaises(kav_epub.KavEpubError) as raised:
+            kav_epub.convert_mobi(mobi, self.epub, self.work, mobi_layout="scroll")
+        self.assertEqual(445, raised.exception.code)
+
     def test_text_book_with_chapters_and_the_extension_settings(self):
         with open(self.txt, "w", encoding="utf-8") as f:
             f.write("\u7b2c\u4e00\u7ae0 \u98ce\u8d77\n" + "\u4ed6\u8d70\u4e86\u3002\n" * 70
