@@ -78,15 +78,6 @@ bool CutBefore(Kind kind, const xmlNode* child) {
   return false;
 }
 
-bool CanCut(const xmlNode* node) {
-  const Kind kind = KindOf(node);
-  if (kind == Kind::kWhole) return false;
-  for (const xmlNode* child = node->children; child != nullptr; child = child->next) {
-    if (CutBefore(kind, child)) return true;
-  }
-  return false;
-}
-
 bool IsBlankText(const xmlNode* node) {
   if (node->type != XML_TEXT_NODE) return false;
   for (const xmlChar* c = node->content; c != nullptr && *c != 0; ++c) {
@@ -159,15 +150,21 @@ class Planner {
   Planner(xmlDoc* doc, size_t budget, size_t base) : doc_(doc), budget_(budget), base_(base) {}
 
   // The saved size of node and its subtree, at most; memoised for all.
+  // Notes the nodes that show nothing: blank text, and elements without
+  // attributes that hold only such nodes.
   size_t Measure(const xmlNode* node) {
     size_t size = 0;
     if (node->type == XML_ELEMENT_NODE) {
       size = TagSize(node);
+      bool blank = node->properties == nullptr;
       for (const xmlNode* child = node->children; child != nullptr; child = child->next) {
         size += Measure(child);
+        blank = blank && blank_.count(child) != 0;
       }
+      if (blank) blank_.insert(node);
     } else if (node->type == XML_TEXT_NODE) {
       size = EscapedSize(node->content, false);
+      if (IsBlankText(node)) blank_.insert(node);
     } else {
       // Rare kinds (entity references, instructions): written out to count.
       xmlBuffer* buffer = xmlBufferCreate();
@@ -236,6 +233,7 @@ class Planner {
       size_t size = 0;
       size_t elements = 0;
       bool blankOthers = true;
+      bool blankUnit = true;
       bool forced = false;
       bool holds = false;
       xmlNode* element = nullptr;
@@ -243,6 +241,7 @@ class Planner {
         size += sizes_[node];
         forced = forced || forced_.count(node) != 0;
         holds = holds || holdsForced_.count(node) != 0;
+        blankUnit = blankUnit && blank_.count(node) != 0;
         if (node->type == XML_ELEMENT_NODE) {
           element = node;
           ++elements;
@@ -251,7 +250,7 @@ class Planner {
         }
       }
       const bool enter = elements == 1 && blankOthers && (holds || used_ + size > budget_) &&
-                         CanCut(element);
+                         KindOf(element) != Kind::kWhole;
       // A break asked for inside a unit that cannot be entered goes before it.
       if (forced || (holds && !enter)) Cut(body, first, open);
       if (enter) {
@@ -265,7 +264,7 @@ class Planner {
         if (used_ + size > budget_) Cut(body, first, open);
         used_ += size;
         // Blank text alone does not make a page.
-        empty_ = empty_ && elements == 0 && blankOthers;
+        empty_ = empty_ && blankUnit;
       }
       first = end;
     }
@@ -277,6 +276,7 @@ class Planner {
   size_t used_ = 0;
   bool empty_ = true;
   std::unordered_map<const xmlNode*, size_t> sizes_;
+  std::unordered_set<const xmlNode*> blank_;
   std::unordered_set<const xmlNode*> forced_;
   std::unordered_set<const xmlNode*> holdsForced_;
   std::vector<xmlNode*> cuts_;
