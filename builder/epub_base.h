@@ -2,6 +2,7 @@
 #define KAV_EPUB_BUILDER_EPUB_BASE_H_
 
 #include <set>
+#include <cstddef>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -68,16 +69,25 @@ class KAV_EXPORT EpubBase {
   int AddHTHLToEpub(const char* htmlPath);
   int GenerateNewHtml(const char* srcPath, const char* destPath);
   int AppendPropToCSS(const char* text);
-
-  // MOBI books in pages (builder/book_toc.cc). The HTML page at htmlPath
-  // imported as one or more pages, a new page at each page break and before
-  // each element whose id is in breakIds, none bigger than maxPageBytes;
-  // *pageOfId maps the pages' ids to their files. The pages are listed in
-  // the navigation document only when listPages.
+  // Imports the HTML page at htmlPath like AddHTHLToEpub (clean-up,
+  // referenced files, encodings), but stores it as one or more pages: a new
+  // page at each page-break marker (mbp:pagebreak) and at the block holding
+  // each element whose id is in breakIds, and further so that no page's
+  // saved file exceeds maxPageBytes, always between block elements (an
+  // element a cut passes through is closed at the end of a page and
+  // reopened, with its attributes but its id, on the next; a block that
+  // cannot be cut stays whole on a page of its own). Links to "#id" and to
+  // "<this page's own file name>#id" are rewritten to the page that holds
+  // the id. The pages are numbered on from the book's pages, registered in
+  // reading order and listed in the navigation document only when
+  // listPages. *pageOfId (may be null) receives the file name of the page
+  // of every id in the pages.
   int AddSplitHtmlToEpub(const char* htmlPath, const std::vector<std::string>& breakIds,
                          size_t maxPageBytes, bool listPages,
                          std::unordered_map<std::string, std::string>* pageOfId);
-  // A point of the book's nested table of contents (XMLFile::AddNestedRecordToNcx).
+
+  // MOBI books in pages (builder/book_toc.cc): a point of the book's nested
+  // table of contents (XMLFile::AddNestedRecordToNcx).
   int AddTocEntry(const char* src, const char* label, int depth);
   // The file name the next page will be stored under.
   std::string NextPageFileName() const;
@@ -92,6 +102,14 @@ class KAV_EXPORT EpubBase {
   // Imports one page; on success refs receives what it refers to, in the
   // order the walk follows them.
   int ImportHtml(const char* srcPath, const char* destPath, std::vector<std::string>* refs);
+  // The walk of GenerateNewHtml; the top page is split when split is given.
+  struct SplitRequest;
+  int ImportTree(const char* srcPath, const char* destPath, const SplitRequest* split);
+  int ImportSplitHtml(const std::string& src, const std::string& dest, const SplitRequest& split,
+                      std::vector<std::string>* refs);
+  // Reads and cleans the page at src into page, as the host's encoding
+  // setting says.
+  int ReadCleanHtml(XMLBase& page, const std::string& src, const std::string& stem);
 
   XMLFile* opfFile;
   XMLFile* ncxFile;

@@ -5,6 +5,8 @@
 
 #include <filesystem>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "builder/book_paths.h"
 #include "builder/epub_base.h"
@@ -12,6 +14,7 @@
 #include "builder/page_extras.h"
 #include "fileutil/file_util.h"
 #include "service/kav_result.h"
+#include "xml/page_split.h"
 #include "xml/xml_base.h"
 
 namespace {
@@ -77,6 +80,10 @@ int EpubBase::AddHTHLToEpub(const char* htmlPath) {
 }
 
 int EpubBase::GenerateNewHtml(const char* srcPath, const char* destPath) {
+  return ImportTree(srcPath, destPath, nullptr);
+}
+
+int EpubBase::ImportTree(const char* srcPath, const char* destPath, const SplitRequest* split) {
   // Pages that refer to each other in a cycle would be followed forever, so
   // one walk imports every file at most once for each name it is stored
   // under: the first visit gives the file its name and records, and later
@@ -96,9 +103,12 @@ int EpubBase::GenerateNewHtml(const char* srcPath, const char* destPath) {
     std::string destDir;
   };
   std::vector<OpenPage> walk;
-  auto importPage = [this, &walk](const std::string& src, const std::string& dest) {
+  auto importPage = [this, &walk, &split](const std::string& src, const std::string& dest) {
     OpenPage page{{}, 0, SourceDirOf(src), DestDirOf(dest)};
-    int r = ImportHtml(src.c_str(), dest.c_str(), &page.refs);
+    // Only the top page is split; the pages it leads to are imported whole.
+    int r = split != nullptr ? ImportSplitHtml(src, dest, *split, &page.refs)
+                             : ImportHtml(src.c_str(), dest.c_str(), &page.refs);
+    split = nullptr;
     if (r == 0 && !page.refs.empty()) walk.push_back(std::move(page));
     return r;
   };
@@ -150,17 +160,7 @@ int EpubBase::ImportHtml(const char* srcPath, const char* destPath,
   XMLBase page;
   // Without a document nothing can be imported; that is not reported.
   if (page.Init() != 0) return KAV_OK;
-
-  // A host that asked for pages in their own encoding gets the clean-up
-  // reading a UTF-8 copy; references are still looked up beside the page.
-  std::string readPath = src;
-  const std::string encodingMode = kav_builder::HtmlEncodingOf(this);
-  const std::string copyPath = tempDir + "/page-utf8.html";
-  int r = encodingMode.empty() ? KAV_OK
-                               : kav_builder::Utf8PageFor(src, encodingMode, copyPath, &readPath);
-  if (r != 0) return r;
-  r = page.HtmlProcess(readPath.c_str(), SourceDirOf(src).c_str(), stem.c_str(), dtdPath.c_str());
-  if (readPath != src) remove(readPath.c_str());
+  int r = ReadCleanHtml(page, src, stem);
   if (r != 0) return r;
   kav_builder::BookAccess access = kav_builder::BookAccessOf(this);
   if (access.accessible && page.Document() != nullptr) {
@@ -182,6 +182,97 @@ int EpubBase::ImportHtml(const char* srcPath, const char* destPath,
     free(ref);
   }
   return KAV_OK;
+}
+
+struct EpubBase::SplitRequest {
+  const std::vector<std::string>& breakIds;
+  size_t maxPageBytes;
+  bool listPages;
+  std::unordered_map<std::string, std::string>* pageOfId;
+};
+
+int EpubBase::AddSplitHtmlToEpub(const char* htmlPath, const std::vector<std::string>& breakIds,
+                                 size_t maxPageBytes, bool listPages,
+                                 std::unordered_map<std::string, std::string>* pageOfId) {
+  if (pageOfId != nullptr) pageOfId->clear();
+  ++pageNum;
+  std::string destPath = bookDir + "/OEBPS/" + kav_builder::PageFileName(pageNum);
+  SplitRequest split{breakIds, maxPageBytes, listPages, pageOfId};
+  return ImportTree(htmlPath, destPath.c_str(), &split);
+}
+
+int EpubBase::ImportSplitHtml(const std::string& src, const std::string& dest,
+                              const SplitRequest& split, std::vector<std::string>* refs) {
+  importedFiles.insert(ImportKey(src, dest));
+  const std::string destDir = DestDirOf(dest);
+  std::string fileName = AfterLast(dest, '/');
+  size_t dot = fileName.rfind('.');
+  std::string stem = dot == std::string::npos ? fileName : fileName.substr(0, dot);
+
+  XMLBase page;
+  if (page.Init() != 0) return KAV_OK;  // as an import without a document
+  kav_xml::BreakMarkers markers;
+  int r = ReadCleanHtml(page, src, stem);
+  if (r != 0) return r;
+  kav_builder::BookAccess access = kav_builder::BookAccessOf(this);
+  if (access.accessible && page.Document() != nullptr) {
+    kav_builder::NoteImportedPage(xmlDocGetRootElement(page.Document()), &access);
+  }
+
+  kav_xml::PageSplitInput input;
+  input.markers = markers.nodes();
+  input.breakIds.insert(split.breakIds.begin(), split.breakIds.end());
+  input.maxPageBytes = split.maxPageBytes;
+  const int first = pageNum;
+  auto nameOf = [first](size_t index) {
+    return kav_builder::PageFileName(first + static_cast<int>(index));
+  };
+  std::vector<std::string> names;
+  auto save = [&destDir, &nameOf, &names](size_t index, xmlDoc* doc) {
+    names.push_back(nameOf(index));
+    const std::string path = destDir + names.back();
+    CreateFile(path.c_str());
+    kav_xml::SaveXhtmlDocument(doc, path.c_str());  // a failed save is not reported
+    return KAV_OK;
+  };
+  std::unordered_map<std::string, size_t> pageOfId;
+  size_t pages = 0;
+  r = kav_xml::SplitPage(page.Document(), input, nameOf, save, &pageOfId, &pages);
+  if (pages > 0) pageNum = first + static_cast<int>(pages) - 1;
+  if (access.accessible) {
+    access.pages += static_cast<int>(pages);
+    access.imported += static_cast<int>(pages);
+    kav_builder::SetBookAccess(this, access);
+  }
+  for (const std::string& name : names) {
+    int registered = split.listPages ? RegisterPage(name)
+                     : opfFile == nullptr ? KAV_ERR_NO_PAGE
+                                          : opfFile->AddRecordToOpf(name.c_str());
+    if (r == 0) r = registered;
+  }
+  if (r != 0) return r;
+  if (split.pageOfId != nullptr) {
+    for (const auto& id : pageOfId) split.pageOfId->emplace(id.first, names[id.second]);
+  }
+  while (char* ref = page.GetXhtmlExternSource()) {
+    refs->push_back(ref);
+    free(ref);
+  }
+  return KAV_OK;
+}
+
+int EpubBase::ReadCleanHtml(XMLBase& page, const std::string& src, const std::string& stem) {
+  // A host that asked for pages in their own encoding gets the clean-up
+  // reading a UTF-8 copy; references are still looked up beside the page.
+  std::string readPath = src;
+  const std::string encodingMode = kav_builder::HtmlEncodingOf(this);
+  const std::string copyPath = tempDir + "/page-utf8.html";
+  int r = encodingMode.empty() ? KAV_OK
+                               : kav_builder::Utf8PageFor(src, encodingMode, copyPath, &readPath);
+  if (r != 0) return r;
+  r = page.HtmlProcess(readPath.c_str(), SourceDirOf(src).c_str(), stem.c_str(), dtdPath.c_str());
+  if (readPath != src) remove(readPath.c_str());
+  return r;
 }
 
 int EpubBase::AppendPropToCSS(const char* text) {

@@ -11,7 +11,7 @@ cd "$(dirname "$0")/.."
 root=$PWD
 seconds=${1:?usage: fuzz/run.sh SECONDS [TARGET...]}
 shift
-all=(text_line txt_conversion html_process html_import mobi_reader mobi_html)
+all=(text_line txt_conversion html_process html_import mobi_reader mobi_html page_split)
 targets=("$@")
 [ ${#targets[@]} -eq 0 ] && targets=("${all[@]}")
 build=$root/build-fuzz

@@ -130,12 +130,6 @@ int XMLFile::AddNestedRecordToNcx(const char* src, const char* label, int depth)
   return KAV_OK;
 }
 
-void XMLFile::DropNcxRecords(std::size_t count) {
-  if (count >= navPoints.size()) return;
-  navOrder -= static_cast<int>(navPoints.size() - count);
-  navPoints.resize(count);
-}
-
 int XMLFile::SaveNcxFile(const char* path) {
   if (ncxDoc == nullptr) return KAV_ERR_NO_PAGE;
   const bool nested = std::any_of(navPoints.begin(), navPoints.end(),

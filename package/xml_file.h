@@ -56,9 +56,6 @@ class KAV_EXPORT XMLFile {
   // with such points gets dtb:depth of its deepest, and points to the same
   // src share one playOrder; a book without them is written as it always was.
   int AddNestedRecordToNcx(const char* src, const char* label, int depth);
-  // The navigation points so far, and leaving out those from number count on.
-  std::size_t NcxRecordCount() const { return navPoints.size(); }
-  void DropNcxRecords(std::size_t count);
   int SaveNcxFile(const char* path);
 
   // Writes META-INF/container.xml at path in one call.

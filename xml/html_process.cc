@@ -16,6 +16,7 @@
 #include "service/kav_result.h"
 #include "xml/dtd_cache.h"
 #include "xml/id_index.h"
+#include "xml/page_split.h"
 #include "xml/repair_nodes.h"
 #include "xml/tree_depth.h"
 #include "xml/walk_index.h"
@@ -205,6 +206,7 @@ int XMLBase::HtmlProcess(const char* htmlPath, const char* baseDir, const char* 
   xmlFreeValidCtxt(context);
 
   std::unordered_set<xmlNode*> gone = DeletePending(state->pending);
+  if (kav_xml::BreakMarkers* markers = kav_xml::BreakMarkers::Current()) markers->Forget(gone);
 
   while (!anchorLinks.empty()) {
     xmlNode* anchor = anchorLinks.back();

@@ -17,6 +17,7 @@
 #include "fileutil/file_util.h"
 #include "platform/tool/kav_tool.h"
 #include "xml/id_index.h"
+#include "xml/page_split.h"
 #include "xml/repair_nodes.h"
 #include "xml/walk_index.h"
 #include "xml/xhtml_name_lists.h"
@@ -155,6 +156,8 @@ void RepairChild(xmlNode* node, const char* name, std::vector<xmlNode*>& pending
   if (ListHasFramed(kav_xml::kListContainerNames, NodeName(node))) {
     pending.push_back(child);
   } else {
+    kav_xml::BreakMarkers* markers = kav_xml::BreakMarkers::Current();
+    if (markers != nullptr && kav_xml::BreakMarkers::IsMarkerName(name)) markers->Note(child);
     ReleaseAttributes(child);
     RenameNode(child, "span");
   }
@@ -602,6 +605,9 @@ int XMLBase::xhtmlValidateElement(xmlValidCtxt* ctxt, xmlDoc* doc, xmlNode* node
       queue(node);
       return 1;
     } else {
+      // A page-break marker is kept for the split that asked for it.
+      kav_xml::BreakMarkers* markers = kav_xml::BreakMarkers::Current();
+      if (markers != nullptr && kav_xml::BreakMarkers::IsMarkerName(name)) markers->Note(node);
       ReleaseAttributes(node);
       RenameNode(node, "span");
     }

@@ -1,0 +1,557 @@
+#include "xml/page_split.h"
+
+#include <libxml/xmlsave.h>
+
+#include <cstring>
+#include <utility>
+
+#include "service/kav_result.h"
+#include "xml/libxml_quiet.h"
+#include "xml/repair_nodes.h"
+#include "xml/well_formed.h"
+#include "xml/xhtml_name_lists.h"
+#include "xml/xml_string.h"
+
+namespace kav_xml {
+
+namespace {
+
+thread_local BreakMarkers* g_markers = nullptr;
+
+// What a cut may do with an element's children.
+enum class Kind {
+  kWhole,     // nothing: the element stays on one page
+  kFlow,      // cut before or after any block child; a run of text and inline elements stays together
+  kElements,  // cut before any element child but the first (lists)
+  kTable,     // cut before any row or row group but the first
+};
+
+Kind KindOf(const xmlNode* node) {
+  if (node->type != XML_ELEMENT_NODE) return Kind::kWhole;
+  const std::string_view name = NodeName(node);
+  if (name == "body" || name == "div" || name == "li" || name == "dd" || name == "blockquote" ||
+      name == "noscript" || name == "form" || name == "fieldset" || name == "center") {
+    return Kind::kFlow;
+  }
+  if (name == "ul" || name == "ol" || name == "dl" || name == "tbody" || name == "thead" ||
+      name == "tfoot") {
+    return Kind::kElements;
+  }
+  if (name == "table") return Kind::kTable;
+  return Kind::kWhole;
+}
+
+bool IsBlock(const xmlNode* node) {
+  if (node->type != XML_ELEMENT_NODE) return false;
+  const std::string_view name = NodeName(node);
+  return ListHasFramed(kBlockNames, name) || name == "caption" || name == "colgroup" ||
+         name == "col";
+}
+
+bool IsRowOrGroup(const xmlNode* node) {
+  const std::string_view name = NodeName(node);
+  return node->type == XML_ELEMENT_NODE && (name == "tbody" || name == "tr");
+}
+
+// Whether a page may end just before child, a child of an element of kind.
+bool CutBefore(Kind kind, const xmlNode* child) {
+  const xmlNode* prev = child->prev;
+  if (prev == nullptr) return false;
+  switch (kind) {
+    case Kind::kFlow:
+      return IsBlock(child) || IsBlock(prev);
+    case Kind::kElements:
+      if (child->type != XML_ELEMENT_NODE) return false;
+      for (; prev != nullptr; prev = prev->prev) {
+        if (prev->type == XML_ELEMENT_NODE) return true;
+      }
+      return false;
+    case Kind::kTable:
+      if (!IsRowOrGroup(child)) return false;
+      for (; prev != nullptr; prev = prev->prev) {
+        if (IsRowOrGroup(prev)) return true;
+      }
+      return false;
+    case Kind::kWhole:
+      break;
+  }
+  return false;
+}
+
+bool IsBlankText(const xmlNode* node) {
+  if (node->type != XML_TEXT_NODE) return false;
+  for (const xmlChar* c = node->content; c != nullptr && *c != 0; ++c) {
+    if (*c != ' ' && *c != '\t' && *c != '\n' && *c != '\r') return false;
+  }
+  return true;
+}
+
+// Bytes of text as the writer escapes it, at most.
+size_t EscapedSize(const xmlChar* text, bool attribute) {
+  size_t size = 0;
+  for (const xmlChar* c = text; c != nullptr && *c != 0; ++c) {
+    switch (*c) {
+      case '&':
+      case '\r':
+        size += 5;
+        break;
+      case '<':
+      case '>':
+        size += 4;
+        break;
+      case '"':
+        size += attribute ? 6 : 1;
+        break;
+      case '\n':
+        size += attribute ? 5 : 1;
+        break;
+      case '\t':
+        size += attribute ? 4 : 1;
+        break;
+      default:
+        ++size;
+    }
+  }
+  return size;
+}
+
+size_t QNameSize(const xmlNs* ns, const xmlChar* name) {
+  size_t size = name != nullptr ? std::strlen(reinterpret_cast<const char*>(name)) : 0;
+  if (ns != nullptr && ns->prefix != nullptr) {
+    size += std::strlen(reinterpret_cast<const char*>(ns->prefix)) + 1;
+  }
+  return size;
+}
+
+// The start and end tags of an element with its attributes, at most. The
+// XHTML writer repeats lang as xml:lang (and back), and name as id.
+size_t TagSize(const xmlNode* node) {
+  const size_t name = QNameSize(node->ns, node->name);
+  size_t size = 2 * name + 5;
+  for (const xmlAttr* attr = node->properties; attr != nullptr; attr = attr->next) {
+    size_t value = 0;
+    for (const xmlNode* text = attr->children; text != nullptr; text = text->next) {
+      value += EscapedSize(text->content, true);
+    }
+    const size_t one = QNameSize(attr->ns, attr->name) + value + 4;
+    const std::string_view attrName = NodeName(reinterpret_cast<const xmlNode*>(attr));
+    size += (attrName == "lang" || attrName == "name") ? 2 * one + 8 : one;
+  }
+  for (const xmlNs* ns = node->nsDef; ns != nullptr; ns = ns->next) {
+    size += 10 + EscapedSize(ns->href, true) + QNameSize(nullptr, ns->prefix);
+  }
+  return size;
+}
+
+// Cuts of one page: where pages start, chosen on a walk that knows every
+// node's saved size.
+class Planner {
+ public:
+  Planner(xmlDoc* doc, size_t budget, size_t base) : doc_(doc), budget_(budget), base_(base) {}
+
+  // The saved size of node and its subtree, at most; memoised for all.
+  // Notes the nodes that show nothing: blank text, and elements without
+  // attributes that hold only such nodes.
+  size_t Measure(const xmlNode* node) {
+    size_t size = 0;
+    if (node->type == XML_ELEMENT_NODE) {
+      size = TagSize(node);
+      bool blank = node->properties == nullptr;
+      for (const xmlNode* child = node->children; child != nullptr; child = child->next) {
+        size += Measure(child);
+        blank = blank && blank_.count(child) != 0;
+      }
+      if (blank) blank_.insert(node);
+    } else if (node->type == XML_TEXT_NODE) {
+      size = EscapedSize(node->content, false);
+      if (IsBlankText(node)) blank_.insert(node);
+    } else {
+      // Rare kinds (entity references, instructions): written out to count.
+      xmlBuffer* buffer = xmlBufferCreate();
+      if (buffer != nullptr) {
+        int written = xmlNodeDump(buffer, doc_, const_cast<xmlNode*>(node), 0, 0);
+        size = written > 0 ? static_cast<size_t>(written) : 0;
+        xmlBufferFree(buffer);
+      }
+    }
+    sizes_[node] = size;
+    return size;
+  }
+
+  // A page starts at the block holding target; the block is the highest
+  // node on target's way down from body that cannot be cut further.
+  void Force(xmlNode* body, xmlNode* target) {
+    std::vector<xmlNode*> way;
+    xmlNode* node = target;
+    for (; node != nullptr && node != body; node = node->parent) way.push_back(node);
+    if (node != body || way.empty()) return;
+    xmlNode* at = nullptr;
+    for (size_t i = way.size(); i-- > 0;) {
+      at = way[i];
+      if (i == 0 || KindOf(at) == Kind::kWhole) break;
+    }
+    at = Lift(body, at);
+    forced_.insert(at);
+    for (xmlNode* up = at->parent; up != nullptr && up != body; up = up->parent) {
+      if (!holdsForced_.insert(up).second) break;
+    }
+  }
+
+  void Plan(xmlNode* body) {
+    used_ = base_;
+    empty_ = true;
+    Fill(body, body, 0);
+  }
+
+  const std::vector<xmlNode*>& cuts() const { return cuts_; }
+
+ private:
+  // A page that starts at a first child starts at its parent.
+  static xmlNode* Lift(xmlNode* body, xmlNode* node) {
+    while (node->parent != nullptr && node->parent != body && node->parent->children == node) {
+      node = node->parent;
+    }
+    return node;
+  }
+
+  void Cut(xmlNode* body, xmlNode* before, size_t open) {
+    if (empty_) return;
+    cuts_.push_back(Lift(body, before));
+    used_ = base_ + open;
+    empty_ = true;
+  }
+
+  // Places the children of container, whose open ancestors below body
+  // (container included) take open bytes on every page.
+  void Fill(xmlNode* body, xmlNode* container, size_t open) {
+    const Kind kind = KindOf(container);
+    xmlNode* first = container->children;
+    while (first != nullptr) {
+      // One unit: first up to the next place a page may end.
+      xmlNode* end = first->next;
+      while (end != nullptr && !CutBefore(kind, end)) end = end->next;
+      size_t size = 0;
+      size_t elements = 0;
+      bool blankOthers = true;
+      bool blankUnit = true;
+      bool forced = false;
+      bool holds = false;
+      xmlNode* element = nullptr;
+      for (xmlNode* node = first; node != end; node = node->next) {
+        size += sizes_[node];
+        forced = forced || forced_.count(node) != 0;
+        holds = holds || holdsForced_.count(node) != 0;
+        blankUnit = blankUnit && blank_.count(node) != 0;
+        if (node->type == XML_ELEMENT_NODE) {
+          element = node;
+          ++elements;
+        } else if (!IsBlankText(node)) {
+          blankOthers = false;
+        }
+      }
+      const bool enter = elements == 1 && blankOthers && (holds || used_ + size > budget_) &&
+                         KindOf(element) != Kind::kWhole;
+      // A break asked for inside a unit that cannot be entered goes before it.
+      if (forced || (holds && !enter)) Cut(body, first, open);
+      if (enter) {
+        xmlNode* node = first;
+        for (; node != element; node = node->next) used_ += sizes_[node];
+        const size_t tags = TagSize(element);
+        used_ += tags;
+        Fill(body, element, open + tags);
+        for (node = element->next; node != end; node = node->next) used_ += sizes_[node];
+      } else {
+        if (used_ + size > budget_) Cut(body, first, open);
+        used_ += size;
+        // Blank text alone does not make a page.
+        empty_ = empty_ && blankUnit;
+      }
+      first = end;
+    }
+  }
+
+  xmlDoc* doc_;
+  size_t budget_;
+  size_t base_;
+  size_t used_ = 0;
+  bool empty_ = true;
+  std::unordered_map<const xmlNode*, size_t> sizes_;
+  std::unordered_set<const xmlNode*> blank_;
+  std::unordered_set<const xmlNode*> forced_;
+  std::unordered_set<const xmlNode*> holdsForced_;
+  std::vector<xmlNode*> cuts_;
+};
+
+void Detach(xmlNode* node) {
+  if (node->prev != nullptr) {
+    node->prev->next = node->next;
+  } else if (node->parent != nullptr) {
+    node->parent->children = node->next;
+  }
+  if (node->next != nullptr) {
+    node->next->prev = node->prev;
+  } else if (node->parent != nullptr) {
+    node->parent->last = node->prev;
+  }
+  node->parent = nullptr;
+  node->prev = nullptr;
+  node->next = nullptr;
+}
+
+// Links node (of the same document) as the last child of parent. Unlike
+// xmlAddChild it never merges neighbouring text nodes, which would free
+// nodes the split still points at.
+void Append(xmlNode* parent, xmlNode* node) {
+  Detach(node);
+  node->parent = parent;
+  node->prev = parent->last;
+  if (parent->last != nullptr) {
+    parent->last->next = node;
+  } else {
+    parent->children = node;
+  }
+  parent->last = node;
+}
+
+void InsertBefore(xmlNode* ref, xmlNode* node) {
+  Detach(node);
+  node->parent = ref->parent;
+  node->next = ref;
+  node->prev = ref->prev;
+  if (ref->prev != nullptr) {
+    ref->prev->next = node;
+  } else if (ref->parent != nullptr) {
+    ref->parent->children = node;
+  }
+  ref->prev = node;
+}
+
+// Takes a marker out, its content keeping its place, together with a div
+// that held nothing else (the clean-up wraps loose body content so). The
+// node that now stands where the marker stood, or null at the end.
+xmlNode* RemoveMarker(xmlNode* body, xmlNode* marker) {
+  xmlNode* after = marker->children;
+  while (marker->children != nullptr) InsertBefore(marker, marker->children);
+  xmlNode* parent = marker->parent;
+  if (after == nullptr) {
+    after = marker;
+    while (after != body && after->next == nullptr && after->parent != nullptr) {
+      after = after->parent;
+    }
+    after = after == body ? nullptr : after->next;
+  }
+  Detach(marker);
+  xmlFreeNode(marker);
+  if (parent != nullptr && parent != body && parent->children == nullptr &&
+      parent->properties == nullptr && NodeName(parent) == "div") {
+    Detach(parent);
+    xmlFreeNode(parent);
+  }
+  return after;
+}
+
+xmlNode* ChildNamed(xmlNode* parent, std::string_view name) {
+  for (xmlNode* child = parent != nullptr ? parent->children : nullptr; child != nullptr;
+       child = child->next) {
+    if (child->type == XML_ELEMENT_NODE && NodeName(child) == name) return child;
+  }
+  return nullptr;
+}
+
+// The saved size of doc as it stands.
+size_t DocumentSize(xmlDoc* doc) {
+  xmlChar* text = nullptr;
+  int size = 0;
+  xmlDocDumpMemoryEnc(doc, &text, &size, "UTF-8");
+  if (text != nullptr) xmlFree(text);
+  return size > 0 ? static_cast<size_t>(size) : 0;
+}
+
+std::string FragmentId(const std::string& href, const std::string& ownName) {
+  if (!href.empty() && href[0] == '#') return href.substr(1);
+  if (href.size() > ownName.size() && href.compare(0, ownName.size(), ownName) == 0 &&
+      href[ownName.size()] == '#') {
+    return href.substr(ownName.size() + 1);
+  }
+  return std::string();
+}
+
+}  // namespace
+
+BreakMarkers::BreakMarkers() : previous_(g_markers) { g_markers = this; }
+BreakMarkers::~BreakMarkers() { g_markers = previous_; }
+BreakMarkers* BreakMarkers::Current() { return g_markers; }
+
+bool BreakMarkers::IsMarkerName(std::string_view name) {
+  return name == "pagebreak" || name == "mbp:pagebreak";
+}
+
+void BreakMarkers::Forget(const std::unordered_set<xmlNode*>& gone) {
+  std::vector<xmlNode*> kept;
+  for (xmlNode* node : nodes_) {
+    if (gone.count(node) == 0) kept.push_back(node);
+  }
+  nodes_ = std::move(kept);
+}
+
+int SaveXhtmlDocument(xmlDoc* doc, const char* path) {
+  std::vector<const xmlNode*> removed;
+  MakeWellFormed(doc, &removed);
+  QuietLibxml quiet;
+  XmlString encoding("UTF-8");
+  if (xmlSaveFileEnc(path, doc, encoding.c_str()) == -1) return KAV_ERR_XML_SAVE;
+  return KAV_OK;
+}
+
+int SplitPage(xmlDoc* doc, const PageSplitInput& input,
+              const std::function<std::string(size_t)>& fileName, const PageSink& sink,
+              std::unordered_map<std::string, size_t>* pageOfId, size_t* pages) {
+  if (pages != nullptr) *pages = 0;
+  xmlNode* html = doc != nullptr ? xmlDocGetRootElement(doc) : nullptr;
+  xmlNode* body = ChildNamed(html, "body");
+  if (body == nullptr) return KAV_ERR_NO_ELEMENT;
+  QuietLibxml quiet;
+  std::vector<const xmlNode*> removed;
+  MakeWellFormed(doc, &removed);
+
+  // Markers go first, the latest first: an earlier one's successor may be
+  // a later marker.
+  std::vector<xmlNode*> targets;
+  for (size_t i = input.markers.size(); i-- > 0;) {
+    xmlNode* after = RemoveMarker(body, input.markers[i]);
+    if (after != nullptr) targets.push_back(after);
+  }
+
+  // The page without content: what every page carries besides its share.
+  xmlNode* title = ChildNamed(ChildNamed(html, "head"), "title");
+  xmlNode* shell = xmlDocCopyNode(body, doc, 2);
+  if (shell == nullptr) return KAV_ERR_XML_CREATE;
+  xmlReplaceNode(body, shell);
+  const size_t base = DocumentSize(doc) + 64;
+  xmlReplaceNode(shell, body);
+  xmlFreeNode(shell);
+  const size_t budget = input.maxPageBytes > base + 256 ? input.maxPageBytes - 256 : base;
+
+  Planner planner(doc, budget, base);
+  planner.Measure(body);
+  // Ids: where breaks are asked for, and (below) where links lead.
+  std::vector<std::pair<xmlNode*, std::string>> owners;
+  std::vector<std::pair<xmlNode*, std::string>> links;
+  const std::string firstName = fileName(0);
+  for (xmlNode* node = body->children; node != nullptr;) {
+    if (node->type == XML_ELEMENT_NODE) {
+      std::string value;
+      if (GetAttrValue(node, "id", &value) && !value.empty()) owners.emplace_back(node, value);
+      if (NodeName(node) == "a" && GetAttrValue(node, "href", &value)) {
+        std::string id = FragmentId(value, firstName);
+        if (!id.empty()) links.emplace_back(node, id);
+      }
+    }
+    if (node->children != nullptr && node->type == XML_ELEMENT_NODE) {
+      node = node->children;
+      continue;
+    }
+    while (node != body && node->next == nullptr) node = node->parent;
+    node = node == body ? nullptr : node->next;
+  }
+  for (const auto& owner : owners) {
+    if (input.breakIds.count(owner.second) != 0) targets.push_back(owner.first);
+  }
+  for (xmlNode* target : targets) planner.Force(body, target);
+  planner.Plan(body);
+  const std::vector<xmlNode*>& cuts = planner.cuts();
+  const size_t count = cuts.size() + 1;
+
+  // The page of every node, in document order: a cut starts the next one.
+  std::unordered_map<const xmlNode*, size_t> pageOf;
+  std::unordered_set<const xmlNode*> wanted;
+  for (const auto& owner : owners) wanted.insert(owner.first);
+  for (const auto& link : links) wanted.insert(link.first);
+  {
+    size_t page = 0;
+    size_t nextCut = 0;
+    for (xmlNode* node = body->children; node != nullptr;) {
+      if (nextCut < cuts.size() && node == cuts[nextCut]) {
+        ++page;
+        ++nextCut;
+      }
+      if (wanted.count(node) != 0) pageOf[node] = page;
+      if (node->children != nullptr && node->type == XML_ELEMENT_NODE) {
+        node = node->children;
+        continue;
+      }
+      while (node != body && node->next == nullptr) node = node->parent;
+      node = node == body ? nullptr : node->next;
+    }
+  }
+  std::unordered_map<std::string, size_t> idPage;
+  for (const auto& owner : owners) idPage.emplace(owner.second, pageOf[owner.first]);
+  for (const auto& link : links) {
+    auto found = idPage.find(link.second);
+    if (found == idPage.end()) continue;  // left as the clean-up left it
+    const std::string href = found->second == pageOf[link.first]
+                                 ? "#" + link.second
+                                 : fileName(found->second) + "#" + link.second;
+    XmlString name("href");
+    XmlString value(href.c_str());
+    xmlSetProp(link.first, name.get(), value.get());
+  }
+  if (pageOfId != nullptr) *pageOfId = idPage;
+
+  // Each page in turn takes the content before the next cut into a copy of
+  // body; an element the cut passes through is copied too, its first part
+  // keeping its id, and the rest stays behind for the next page.
+  xmlNode* source = body;
+  body = xmlDocCopyNode(source, doc, 2);
+  if (body == nullptr) return KAV_ERR_XML_CREATE;
+  xmlReplaceNode(source, body);
+  int r = KAV_OK;
+  for (size_t page = 0; page < count && r == KAV_OK; ++page) {
+    if (page > 0) {
+      xmlNode* fresh = xmlDocCopyNode(source, doc, 2);
+      if (fresh == nullptr) {
+        r = KAV_ERR_XML_CREATE;
+        break;
+      }
+      xmlReplaceNode(body, fresh);
+      xmlFreeNode(body);
+      body = fresh;
+    }
+    RemoveAttr(source, "id");
+    xmlNode* stop = page < cuts.size() ? cuts[page] : nullptr;
+    std::vector<xmlNode*> way;
+    for (xmlNode* node = stop; node != nullptr && node->parent != source; node = node->parent) {
+      way.push_back(node->parent);
+    }
+    xmlNode* from = source;
+    xmlNode* to = body;
+    for (size_t i = way.size(); i-- > 0;) {
+      while (from->children != way[i]) Append(to, from->children);
+      xmlNode* part = xmlDocCopyNode(way[i], doc, 2);
+      if (part == nullptr) {
+        r = KAV_ERR_XML_CREATE;
+        break;
+      }
+      Append(to, part);
+      RemoveAttr(way[i], "id");
+      from = way[i];
+      to = part;
+    }
+    if (r != KAV_OK) break;
+    while (from->children != nullptr && from->children != stop) Append(to, from->children);
+    if (page > 0 && title != nullptr) {
+      std::string name = fileName(page);
+      const size_t dot = name.rfind('.');
+      if (dot != std::string::npos) name.erase(dot);
+      XmlString text(name.c_str());
+      xmlNodeSetContent(title, text.get());
+    }
+    r = sink(page, doc);
+    if (pages != nullptr) *pages = page + 1;
+  }
+  xmlReplaceNode(body, source);
+  xmlFreeNode(body);
+  return r;
+}
+
+}  // namespace kav_xml
