@@ -15,7 +15,7 @@
 
 namespace kavmobi {
 
-std::string BookHtml(const MOBIRawml& rawml, BookToc* toc) {
+std::string BookHtml(const MOBIRawml& rawml, BookToc* toc, const MOBIRawml* tocSource) {
   std::vector<MarkupPart> parts;
   for (const MOBIPart* part = rawml.markup; part != nullptr; part = part->next) {
     // Part data is not NUL-terminated: always read it with its size.
@@ -33,7 +33,7 @@ std::string BookHtml(const MOBIRawml& rawml, BookToc* toc) {
   } else if (!parts.empty()) {
     // MOBI 6 text comes as a single part.
     html = WithUtf8Charset(WithNamedAnchors(parts.front().html));
-    if (toc != nullptr) *toc = NcxToc(rawml, nullptr, html);
+    if (toc != nullptr) *toc = NcxToc(tocSource != nullptr ? *tocSource : rawml, nullptr, html);
   }
   if (toc != nullptr && toc->entries.empty()) {
     const size_t flawed = toc->flawed;
@@ -43,8 +43,9 @@ std::string BookHtml(const MOBIRawml& rawml, BookToc* toc) {
   return html;
 }
 
-int ExtractBookHtml(const MOBIRawml& rawml, const std::string& htmlPath, BookToc* toc) {
-  return ExtractHtmlAndPictures(BookHtml(rawml, toc), rawml.resources, htmlPath);
+int ExtractBookHtml(const MOBIRawml& rawml, const std::string& htmlPath, BookToc* toc,
+                    const MOBIRawml* tocSource) {
+  return ExtractHtmlAndPictures(BookHtml(rawml, toc, tocSource), rawml.resources, htmlPath);
 }
 
 int ExtractHtmlAndPictures(std::string html, const MOBIPart* pictures, const std::string& htmlPath,

@@ -14,11 +14,14 @@ namespace kavmobi {
 // With toc, the KF8 parts are parted by <mbp:pagebreak/> and *toc receives
 // the book's table of contents (NcxToc, else MadeToc), its places in the
 // returned HTML.
-std::string BookHtml(const MOBIRawml& rawml, BookToc* toc = nullptr);
+// The NCX index is tocSource's when given.
+std::string BookHtml(const MOBIRawml& rawml, BookToc* toc = nullptr,
+                     const MOBIRawml* tocSource = nullptr);
 
 // Writes the pictures beside htmlPath, then the HTML itself, last, so that
 // a failure leaves no HTML file; 0 or KAV_MOBI_ERR_WRITE.
-int ExtractBookHtml(const MOBIRawml& rawml, const std::string& htmlPath, BookToc* toc = nullptr);
+int ExtractBookHtml(const MOBIRawml& rawml, const std::string& htmlPath, BookToc* toc = nullptr,
+                    const MOBIRawml* tocSource = nullptr);
 
 // The same for a book's html and pictures read past libmobi (SalvagedBook);
 // with toc, a table made from the text (MadeToc).

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <string>
+#include <vector>
 
 #include "platform/mobi/html_extract.h"
 #include "platform/mobi/kav_mobi.h"
@@ -74,6 +75,39 @@ bool RecordOffsetsFit(const char* path, off_t fileSize) {
   return fit;
 }
 
+// An NCX index libmobi can follow: every parent before its entry, every
+// child range after it and inside the index, no deeper than libmobi's
+// rebuild goes, every place inside the text.
+bool SoundNcx(const MOBIIndx* ncx, uint32_t textLength) {
+  constexpr size_t kMostEntries = 10000;
+  constexpr int kDeepest = 32;
+  if (ncx == nullptr || ncx->entries == nullptr || ncx->entries_count > kMostEntries) return false;
+  std::vector<int> depth(ncx->entries_count, 1);
+  for (size_t i = 0; i < ncx->entries_count; ++i) {
+    const MOBIIndexEntry& entry = ncx->entries[i];
+    uint32_t first = 0, last = 0;
+    bool hasFirst = false, hasLast = false;
+    for (size_t t = 0; t < entry.tags_count; ++t) {
+      const MOBIIndexTag& tag = entry.tags[t];
+      if (tag.tagvalues_count == 0 || tag.tagvalues == nullptr) continue;
+      const uint32_t value = tag.tagvalues[0];
+      if (tag.tagid == 1 && value >= textLength) return false;
+      if (tag.tagid == 21) {
+        if (value >= i) return false;
+        depth[i] = depth[value] + 1;
+        if (depth[i] > kDeepest) return false;
+      }
+      if (tag.tagid == 22) first = value, hasFirst = true;
+      if (tag.tagid == 23) last = value, hasLast = true;
+    }
+    if ((hasFirst || hasLast) &&
+        (!hasFirst || !hasLast || first <= i || last < first || last >= ncx->entries_count)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 int MobiBook::Open(const char* path) {
@@ -94,12 +128,26 @@ int MobiBook::Open(const char* path) {
     rawml_ = mobi_init_rawml(data_);
     // No tables of contents or dictionary indices: the text does without
     // them. KF8 links are resolved by Kf8Links, not by libmobi.
-    result =
-        rawml_ == nullptr
-            ? KAV_MOBI_ERR_NO_MEMORY
-            : ReaderCode(mobi_parse_rawml_opt(rawml_, data_, readToc_, false, !mobi_is_kf8(data_)));
+    // libmobi gives a MOBI 6 book's NCX places anchors as it rebuilds the
+    // links, but follows the index's parents and children as it goes, for
+    // ever when they loop: the index is read on its own first, and handed to
+    // the rebuild only when it is sound.
+    const bool kf8 = mobi_is_kf8(data_);
+    bool tocInText = readToc_ && kf8;
+    if (readToc_ && !kf8 && mobi_exists_ncx(data_)) {
+      tocRawml_ = mobi_init_rawml(data_);
+      if (tocRawml_ != nullptr &&
+          mobi_parse_rawml_opt(tocRawml_, data_, true, false, false) == MOBI_SUCCESS) {
+        tocInText = SoundNcx(tocRawml_->ncx, data_->rh != nullptr ? data_->rh->text_length : 0);
+      } else {
+        unreadToc_ = 1;
+      }
+    }
+    result = rawml_ == nullptr
+                 ? KAV_MOBI_ERR_NO_MEMORY
+                 : ReaderCode(mobi_parse_rawml_opt(rawml_, data_, tocInText, false, !kf8));
     // A table of contents that libmobi cannot read: the text without it.
-    if (readToc_ && result == KAV_MOBI_ERR_DAMAGED && mobi_exists_ncx(data_)) {
+    if (tocInText && result == KAV_MOBI_ERR_DAMAGED && mobi_exists_ncx(data_)) {
       mobi_free_rawml(rawml_);
       rawml_ = mobi_init_rawml(data_);
       result = rawml_ == nullptr ? KAV_MOBI_ERR_NO_MEMORY
@@ -130,7 +178,8 @@ int MobiBook::ExtractHtml(const std::string& htmlPath) {
   BookToc* toc = readToc_ ? &toc_ : nullptr;
   int result;
   if (rawml_ != nullptr) {
-    result = ExtractBookHtml(*rawml_, htmlPath, toc);
+    result = ExtractBookHtml(*rawml_, htmlPath, toc,
+                             tocRawml_ != nullptr && rawml_->ncx == nullptr ? tocRawml_ : nullptr);
   } else if (salvaged_ != nullptr) {
     result = ExtractHtmlAndPictures(salvaged_->html, Resources(), htmlPath, toc);
   } else {
@@ -152,6 +201,8 @@ void MobiBook::Close() {
   // The salvaged pictures point into the loaded records.
   salvaged_.reset();
   // The parsed parts refer to the loaded records: free them first.
+  if (tocRawml_ != nullptr) mobi_free_rawml(tocRawml_);
+  tocRawml_ = nullptr;
   if (rawml_ != nullptr) mobi_free_rawml(rawml_);
   rawml_ = nullptr;
   if (data_ != nullptr) mobi_free(data_);

@@ -56,6 +56,8 @@ class MobiBook {
 
   MOBIData* data_ = nullptr;
   MOBIRawml* rawml_ = nullptr;
+  // A MOBI 6 book's NCX index, read without rebuilding the text.
+  MOBIRawml* tocRawml_ = nullptr;
   std::unique_ptr<SalvagedBook> salvaged_;  // instead of rawml_
   bool readToc_ = false;
   // An index that libmobi could not read counts as one flaw of the table.
