@@ -395,8 +395,6 @@ void BreakMarkers::Forget(const std::unordered_set<xmlNode*>& gone) {
 }
 
 int SaveXhtmlDocument(xmlDoc* doc, const char* path) {
-  std::vector<const xmlNode*> removed;
-  MakeWellFormed(doc, &removed);
   QuietLibxml quiet;
   XmlString encoding("UTF-8");
   if (xmlSaveFileEnc(path, doc, encoding.c_str()) == -1) return KAV_ERR_XML_SAVE;
