@@ -202,13 +202,24 @@ TEST(PageSplit, ReopenedElementsKeepTheirAttributesButTheirId) {
 
 TEST(PageSplit, APageThatNeedsNoCutIsStoredAsAnImportStoresIt) {
   const std::string html =
-      Html("<h1 id='t'>Title</h1><p class='a'>One &amp; <a href='#t'>two</a></p><ul><li>x</li></ul>");
+      "<html><head><title>x</title><link rel='stylesheet' href='s.css'/></head><body>"
+      "<h1 id='t'>Title</h1><p class='a'>One &amp; <a href='#t'>two</a> <a href='#gone'>x</a>"
+      " <a href='b.html'>b</a></p><ul><li><img src='a.png' alt='a'/></li></ul></body></html>";
   SplitBook split;
-  ASSERT_EQ(0, split.Import(html, {}, 262144));
   SplitBook whole;
+  for (SplitBook* book : {&split, &whole}) {
+    kavtest::WriteFile(book->root / "a.png", "png");
+    kavtest::WriteFile(book->root / "s.css", "p {}");
+    kavtest::WriteFile(book->root / "b.html", Html("<p>b <a href='in.html'>back</a></p>"));
+  }
+  ASSERT_EQ(0, split.Import(html, {}, 262144));
   kavtest::WriteFile(whole.root / "in.html", html);
   ASSERT_EQ(0, whole.book.AddHTHLToEpub((whole.root / "in.html").c_str()));
-  EXPECT_EQ(kavtest::ReadFile(split.Oebps("page-1.html")), kavtest::ReadFile(whole.Oebps("page-1.html")));
+  const Strings files = kavtest::ListFiles(whole.Oebps(""));
+  EXPECT_EQ(files, kavtest::ListFiles(split.Oebps("")));
+  for (const std::string& name : files) {
+    EXPECT_EQ(kavtest::ReadFile(whole.Oebps(name)), kavtest::ReadFile(split.Oebps(name))) << name;
+  }
 }
 
 // A page of megabytes: chapters behind page-break markers, each with nested
