@@ -178,8 +178,9 @@ class Planner {
     return size;
   }
 
-  // A page starts at the block holding target; the block is the highest
-  // node on target's way down from body that cannot be cut further.
+  // A page starts at the unit holding target: of the highest node on
+  // target's way down from body that cannot be cut further. Fill enters
+  // every container on the way.
   void Force(xmlNode* body, xmlNode* target) {
     std::vector<xmlNode*> way;
     xmlNode* node = target;
@@ -190,7 +191,6 @@ class Planner {
       at = way[i];
       if (i == 0 || KindOf(at) == Kind::kWhole) break;
     }
-    at = Lift(body, at);
     forced_.insert(at);
     for (xmlNode* up = at->parent; up != nullptr && up != body; up = up->parent) {
       if (!holdsForced_.insert(up).second) break;
@@ -206,9 +206,12 @@ class Planner {
   const std::vector<xmlNode*>& cuts() const { return cuts_; }
 
  private:
-  // A page that starts at a first child starts at its parent.
+  // A page that would start where its parent allows no cut (at the first
+  // child, or before the first row after a table's head) starts before the
+  // parent.
   static xmlNode* Lift(xmlNode* body, xmlNode* node) {
-    while (node->parent != nullptr && node->parent != body && node->parent->children == node) {
+    while (node->parent != nullptr && node->parent != body &&
+           !CutBefore(KindOf(node->parent), node)) {
       node = node->parent;
     }
     return node;
@@ -242,7 +245,9 @@ class Planner {
         forced = forced || forced_.count(node) != 0;
         holds = holds || holdsForced_.count(node) != 0;
         blankUnit = blankUnit && blank_.count(node) != 0;
-        if (node->type == XML_ELEMENT_NODE) {
+        if (kind == Kind::kTable && node->type == XML_ELEMENT_NODE && !IsRowOrGroup(node)) {
+          // A caption or a head goes with the first rows; the rows may be cut.
+        } else if (node->type == XML_ELEMENT_NODE) {
           element = node;
           ++elements;
         } else if (!IsBlankText(node)) {

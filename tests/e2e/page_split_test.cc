@@ -164,6 +164,18 @@ TEST(PageSplit, CutsFallBetweenBlocksWhereAskedAndWhereFull) {
        {},
        7000,
        {filler + " " + filler, filler}},
+      {"a table with a head is cut between the rows of its body",
+       "<table><thead><tr><td>h</td></tr></thead><tbody><tr><td>" + filler + "</td></tr><tr><td>" +
+           filler + "</td></tr><tr><td>" + filler + "</td></tr></tbody></table>",
+       {},
+       7000,
+       {"h " + filler + " " + filler, filler}},
+      {"a list and a table that cannot keep their first item are not left empty",
+       "<p>a</p><ul>\n<li>" + filler + "</li>\n<li>b</li></ul><table><thead><tr><td>h</td></tr></thead>"
+       "\n<tbody><tr><td>" + filler + "</td></tr><tr><td>c</td></tr></tbody></table>",
+       {},
+       3500,
+       {"a", filler, "b", "h " + filler, "c"}},
       {"a block too big alone keeps a page of its own",
        "<p>a</p><p>" + filler + filler + filler + "</p><p>b</p>",
        {},
