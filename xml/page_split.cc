@@ -259,11 +259,13 @@ class Planner {
       // A break asked for inside a unit that cannot be entered goes before it.
       if (forced || (holds && !enter)) Cut(body, first, open);
       if (enter) {
+        // What precedes the element in its unit (a table's head) goes to
+        // the next page with it when the first cut inside lifts above it.
+        size_t before = TagSize(element);
         xmlNode* node = first;
-        for (; node != element; node = node->next) used_ += sizes_[node];
-        const size_t tags = TagSize(element);
-        used_ += tags;
-        Fill(body, element, open + tags);
+        for (; node != element; node = node->next) before += sizes_[node];
+        used_ += before;
+        Fill(body, element, open + before);
         for (node = element->next; node != end; node = node->next) used_ += sizes_[node];
       } else {
         if (used_ + size > budget_) Cut(body, first, open);
