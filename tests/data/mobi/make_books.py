@@ -30,6 +30,11 @@ BOOK:
                   the one before (levels 0 to 4999)
   ncx-100k        toc2 with an NCX of 100,000 entries (one level, empty
                   keys, 1,000 labels shared), all inside the text
+  toc2-kf8        KF8 (file version 8 only): toc2's chapters as three parts
+                  (skeleton + fragment each), Chapter 2's part holding
+                  both sections; the NCX's 5 entries on two levels point
+                  by fragment and offset (and text offset) at the headings,
+                  kindle:pos links between the parts
 """
 import re
 import sys
@@ -111,6 +116,65 @@ def toc2_ncx(targets, length):
     return mobi_writer.ncx_from_headings([(n, targets[n], level) for n, level in TOC2], length)
 
 
+BASE32 = "0123456789ABCDEFGHIJKLMNOPQRSTUV"
+
+
+def base32(value, width):
+    digits = ""
+    for _ in range(width):
+        digits = BASE32[value % 32] + digits
+        value //= 32
+    return digits
+
+
+def kf8_link(name):
+    return '<a href="\x02%s\x02">%s</a>' % (name, name)
+
+
+def toc2_kf8():
+    """(bodies, NCX) of the KF8 twin of toc2: headings carry ids, the
+    marks are placed as in resolve(), links become kindle:pos links."""
+    text = Text()
+    ids = {"Chapter 1": "c1", "Chapter 2": "c2", "Section 2.1": "s21", "Section 2.2": "s22",
+           "Chapter 3": "c3"}
+    parts = [[], [], []]
+    for name, level in TOC2:
+        part = parts[int(name[8]) - 1] if name.startswith("Chapter") else parts[1]
+        part.append('\x01%s\x01<h%d id="%s">%s</h%d>' % (name, level + 1, ids[name], name,
+                                                         level + 1))
+        part.append(text.paragraphs(3))
+        if name == "Chapter 1":
+            part.append("<p>Contents: %s</p>" % ", ".join(kf8_link(n) for n, _ in TOC2))
+        if name == "Chapter 3":
+            part.append("<p>Back to %s and %s.</p>" % (kf8_link("Chapter 1"),
+                                                      kf8_link("Section 2.1")))
+    targets, bodies, links = {}, [], []
+    for number, part in enumerate(parts):
+        out = ""
+        for piece in re.split(r"([\x01\x02][^\x01\x02]*[\x01\x02])", "".join(part)):
+            if piece.startswith("\x01"):
+                targets[piece[1:-1]] = (number, len(out.encode("utf-8")))
+            elif piece.startswith("\x02"):
+                links.append(piece[1:-1])
+                out += "\x02"
+            else:
+                out += piece
+        bodies.append(out)
+    for name in links:
+        fid, off = targets[name]
+        target = "kindle:pos:fid:%s:off:%s" % (base32(fid, 4), base32(off, 10))
+        for number, body in enumerate(bodies):
+            if "\x02" in body:
+                bodies[number] = body.replace("\x02", target, 1)
+                break
+    places, length = mobi_writer.kf8_layout(bodies)
+    ncx = mobi_writer.ncx_from_headings(
+        [(n, places[targets[n][0]][0] + targets[n][1], level) for n, level in TOC2], length)
+    for entry, (name, _) in zip(ncx, TOC2):
+        entry.pos = targets[name]
+    return bodies, ncx
+
+
 def book(name):
     """(html, title, ncx entries or None, compress, keys)."""
     if name == "big-pagebreaks":
@@ -123,6 +187,9 @@ def book(name):
         ncx = mobi_writer.ncx_from_headings([(c, targets[c], 0) for c in chapters],
                                             len(html.encode("utf-8")))
         return html, "The Big Book of Page Breaks", ncx, True, True
+    if name == "toc2-kf8":
+        bodies, ncx = toc2_kf8()
+        return "<body>%s</body>" % "".join(bodies), "The Two Level Book", ncx, False, True
     if name == "no-headings":
         text = Text()
         body = "<mbp:pagebreak/>".join(text.paragraphs(2) for _ in range(4))
@@ -183,5 +250,8 @@ if __name__ == "__main__":
     if sys.argv[2] == "--expect":
         sys.stdout.write(expect(html, title, ncx))
         sys.exit(0)
-    mobi_writer.write_mobi(sys.argv[2], html, title, AUTHOR, compress=compress, ncx=ncx,
-                           ncx_keys=keys)
+    if sys.argv[1] == "toc2-kf8":
+        mobi_writer.write_kf8(sys.argv[2], toc2_kf8()[0], title, AUTHOR, ncx=ncx)
+    else:
+        mobi_writer.write_mobi(sys.argv[2], html, title, AUTHOR, compress=compress, ncx=ncx,
+                               ncx_keys=keys)

@@ -1,7 +1,9 @@
 /* Prints what libmobi reads from a MOBI book's NCX index, one entry a line:
  *   NUMBER level=L parent=P children=FIRST-LAST offset=O length=N label=TEXT
  * (a missing tag prints as -), after a line text=BYTES entries=COUNT; with a
- * second argument it also writes the book's text there.
+ * second argument it also writes the book's text there. libmobi reads the
+ * NCX as the reader parses the book (parts rebuilt for MOBI 6 only), or with
+ * NCXDUMP_RECONSTRUCT=0 or 1 in the environment, without or with them.
  *   gcc -o ncxdump src/ncxdump.c -lmobi && ./ncxdump BOOK.mobi [TEXT_OUT]
  * Exits 1 when libmobi cannot load or parse the book. */
 #include <mobi.h>
