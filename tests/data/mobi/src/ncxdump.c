@@ -1,6 +1,6 @@
 /* Prints what libmobi reads from a MOBI book's NCX index, one entry a line:
- *   NUMBER level=L parent=P children=FIRST-LAST offset=O length=N label=TEXT
- * (a missing tag prints as -), after a line text=BYTES entries=COUNT; with a
+ *   NUMBER level=L parent=P children=FIRST-LAST offset=O length=N [pos=FRAGMENT:OFFSET] label=TEXT
+ * (a missing tag prints as -, pos only when the entry has it: KF8), after a line text=BYTES entries=COUNT; with a
  * second argument it also writes the book's text there. libmobi reads the
  * NCX as the reader parses the book (parts rebuilt for MOBI 6 only), or with
  * NCXDUMP_RECONSTRUCT=0 or 1 in the environment, without or with them.
@@ -62,6 +62,9 @@ int main(int argc, char **argv) {
         if (tag(e, 22) < 0) printf("-"); else printf("%ld-%ld", tag(e, 22), tag(e, 23));
         number("offset", tag(e, 1));
         number("length", tag(e, 2));
+        for (size_t t = 0; t < e->tags_count; t++)
+            if (e->tags[t].tagid == 6 && e->tags[t].tagvalues_count > 1)
+                printf(" pos=%u:%u", e->tags[t].tagvalues[0], e->tags[t].tagvalues[1]);
         label(ncx->cncx_record, tag(e, 3));
     }
     free(text);
