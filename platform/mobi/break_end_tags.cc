@@ -1,5 +1,6 @@
 #include "platform/mobi/break_end_tags.h"
 
+#include <functional>
 #include <string_view>
 
 #include "platform/mobi/utf8_charset.h"
@@ -57,7 +58,8 @@ size_t EndTagEnd(std::string_view html, size_t lt) {
 // npos for anything but: a name, then attributes each a name with
 // optionally '=' and a quoted value or an unquoted one of plain
 // characters, then '>' or "/>".
-size_t StartTagEnd(std::string_view html, size_t lt, std::string* name) {
+template <typename Attribute>
+size_t StartTagEnd(std::string_view html, size_t lt, std::string* name, Attribute& attribute) {
   size_t pos = NameEnd(html, lt + 1);
   if (pos == npos) return npos;
   name->clear();
@@ -71,14 +73,20 @@ size_t StartTagEnd(std::string_view html, size_t lt, std::string* name) {
     if (blanks == pos) return npos;
     pos = NameEnd(html, blanks);
     if (pos == npos) return npos;
+    const std::string_view attributeName = html.substr(blanks, pos - blanks);
     const size_t equals = SkipBlanks(html, pos);
-    if (equals >= html.size() || html[equals] != '=') continue;
+    if (equals >= html.size() || html[equals] != '=') {
+      attribute(attributeName, nullptr);
+      continue;
+    }
     const size_t value = SkipBlanks(html, equals + 1);
     if (value >= html.size()) return npos;
     const char quote = html[value];
     if (quote == '"' || quote == '\'') {
       const size_t close = html.find(quote, value + 1);
       if (close == npos) return npos;
+      const std::string_view quoted = html.substr(value + 1, close - value - 1);
+      attribute(attributeName, &quoted);
       pos = close + 1;
       continue;
     }
@@ -89,6 +97,8 @@ size_t StartTagEnd(std::string_view html, size_t lt, std::string* name) {
       ++pos;
     }
     if (pos == value) return npos;
+    const std::string_view unquoted = html.substr(value, pos - value);
+    attribute(attributeName, &unquoted);
   }
 }
 
@@ -119,40 +129,75 @@ bool IsUtf8(std::string_view text) {
   return true;
 }
 
-}  // namespace
-
-std::string WithoutBreakEndTags(std::string html) {
-  const std::string_view text(html);
+// Follows text's plain markup from the start: calls endBreak with the
+// offset of each "</br>" end tag and attribute with each attribute of each
+// start tag (its name as written, and its value as written, or null).
+// True when the markup keeps plain to the end of text.
+template <typename EndBreak, typename Attribute>
+bool ScanPlainMarkup(std::string_view text, EndBreak endBreak, Attribute attribute) {
   // A NUL ends the parser's reading early in places, and bytes that are not
-  // UTF-8 make it change its reading: such text is left alone.
-  if (text.find(kBreakEnd) == npos || text.find('\0') != npos || !IsUtf8(text)) return html;
-  std::string out;
-  size_t kept = 0;  // text[kept, pos) is still to be copied
+  // UTF-8 make it change its reading: such text is not followed.
+  if (text.find('\0') != npos || !IsUtf8(text)) return false;
   std::string name;
-  for (size_t pos = text.find('<'); pos != npos && pos + 1 < text.size();
-       pos = text.find('<', pos)) {
+  size_t pos = text.find('<');
+  while (pos != npos) {
+    if (pos + 1 >= text.size()) return false;
     if (text.compare(pos, kBreakEnd.size(), kBreakEnd) == 0) {
-      if (out.empty()) out.reserve(text.size());
-      out.append(text, kept, pos - kept);
-      pos += kBreakEnd.size();
-      kept = pos;
+      endBreak(pos);
+      pos = text.find('<', pos + kBreakEnd.size());
       continue;
     }
     size_t end = npos;
     if (text[pos + 1] == '/') {
       end = EndTagEnd(text, pos);
     } else if (IsLetter(text[pos + 1])) {
-      end = StartTagEnd(text, pos, &name);
+      end = StartTagEnd(text, pos, &name, attribute);
       // The charset declaration the reader itself puts first is the one
       // meta tag passed over.
       if (end != npos && StopsScan(name) && text.substr(pos, end - pos) != kUtf8Meta) end = npos;
     }
-    if (end == npos) break;
-    pos = end;
+    if (end == npos) return false;
+    pos = text.find('<', end);
   }
+  return true;
+}
+
+}  // namespace
+
+std::string WithoutBreakEndTags(std::string html) {
+  const std::string_view text(html);
+  if (text.find(kBreakEnd) == npos) return html;
+  std::string out;
+  size_t kept = 0;  // text[kept, offset) is still to be copied
+  ScanPlainMarkup(
+      text,
+      [&](size_t offset) {
+        if (out.empty()) out.reserve(text.size());
+        out.append(text, kept, offset - kept);
+        kept = offset + kBreakEnd.size();
+      },
+      [](std::string_view, const std::string_view*) {});
   if (kept == 0) return html;
   out.append(text, kept, npos);
-  return out;
+  // A page of nothing else is still a page to the parser; without them it
+  // would be an empty document (a leading byte-order mark is passed over).
+  const size_t start = out.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0;
+  for (size_t i = start; i < out.size(); ++i) {
+    if (!IsBlank(out[i])) return out;
+  }
+  return html;
+}
+
+bool EveryAttributeOfPlainMarkup(
+    std::string_view html,
+    const std::function<bool(std::string_view name, const std::string_view* value)>& accept) {
+  bool accepted = true;
+  const bool plain = ScanPlainMarkup(
+      html, [](size_t) {},
+      [&](std::string_view name, const std::string_view* value) {
+        if (accepted && !accept(name, value)) accepted = false;
+      });
+  return plain && accepted;
 }
 
 }  // namespace kavmobi

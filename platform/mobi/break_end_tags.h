@@ -1,7 +1,9 @@
 #ifndef KAV_EPUB_PLATFORM_MOBI_BREAK_END_TAGS_H_
 #define KAV_EPUB_PLATFORM_MOBI_BREAK_END_TAGS_H_
 
+#include <functional>
 #include <string>
+#include <string_view>
 
 namespace kavmobi {
 
@@ -19,6 +21,13 @@ namespace kavmobi {
 // other raw-text element, charset declaration or anything unusual in a tag
 // onwards, the text is kept exactly as it is.
 std::string WithoutBreakEndTags(std::string html);
+
+// True when html keeps to that plain markup from start to end and accept
+// takes every attribute of its start tags: its name as written, and its
+// value as written (character references not decoded), or null.
+bool EveryAttributeOfPlainMarkup(
+    std::string_view html,
+    const std::function<bool(std::string_view name, const std::string_view* value)>& accept);
 
 }  // namespace kavmobi
 

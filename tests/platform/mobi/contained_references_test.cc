@@ -49,6 +49,26 @@ TEST(ContainedReferences, EscapingReferencesAreRemovedHoweverWritten) {
   }
 }
 
+TEST(ContainedReferences, PathsInProseLeaveOnlyContainedReferencesWhereverTheScanStops) {
+  // Prose with "../" in it makes every reference checked; the plain scan
+  // answers for plain markup, the parser for the rest.
+  for (const char* tail :
+       {"<img src=\"images/a.png\">", "<A HREF=../x>", "<a href>", "<a href='&#46;&#46;/x'>",
+        "<!-- c --><img src=\"../x\">", "<p a=b\"c><img src=\"../x\">"}) {
+    const std::string html =
+        std::string("<html><body><p>cd ../up</p><a href=\"#k\">k</a>") + tail + "</body></html>";
+    const std::string out = WithContainedReferences(html);
+    EXPECT_NE(out, html) << tail;
+    EXPECT_NE(out.find("href=\"#k\""), std::string::npos) << out;
+    for (const char* gone : {"images", "../x", "&#46;"}) {
+      EXPECT_EQ(out.find(gone), std::string::npos) << gone << " in " << out;
+    }
+  }
+  const std::string contained =
+      "<html><body><p>cd ../up</p><a HREF=#k>k</a><img src='00001.jpg' alt=\"../\"></body></html>";
+  EXPECT_EQ(WithContainedReferences(contained), contained);
+}
+
 // The tree the importer's parse makes of html, written out.
 std::string ParsedTree(const std::string& html) {
   kavmobi::QuietLibxml2 quiet;
@@ -84,7 +104,8 @@ TEST(BreakEndTags, DroppedOnlyWhereTheParserReadsThemAsEndTagsSoTheTreeStaysTheS
            {"<p>1 < 2 </br>", 1},
            {"<p>\xC3\xA4</br>\xFF</br>", 2},
            {std::string("<p>\0</br>", 9), 1},
-           {"<P CLASS = \"x\"></BR></br>", 0}}) {
+           {"<P CLASS = \"x\"></BR></br>", 0},
+           {"\xEF\xBB\xBF </br>\n", 1}}) {
     const std::string out = WithoutBreakEndTags(html);
     size_t count = 0;
     for (size_t at = out.find("</br>"); at != std::string::npos; at = out.find("</br>", at + 1))
