@@ -88,10 +88,10 @@ def main():
     text = txt_bench.scripture_text(31000, 1)
     disk = tempfile.gettempdir()
     shm = "/dev/shm" if os.path.isdir("/dev/shm") else disk
-    jobs_on = {shm: (("txt", "scripture.txt", 1.2), ("mobi", "scripture.mobi", 2),
-                     ("mobi", os.path.abspath(MOBI), 3)),
-               disk: (("txt", "scripture.txt", 2),)}
-    for root, jobs in jobs_on.items():
+    runs = ((shm, (("txt", "scripture.txt", 1.2), ("mobi", "scripture.mobi", 2),
+                   ("mobi", os.path.abspath(MOBI), 3))),
+            (disk, (("txt", "scripture.txt", 2),)))
+    for root, jobs in runs:
         with tempfile.TemporaryDirectory(dir=root) as work:
             print(f"on {root} ({benchlib.file_system(work)}):")
             with open(os.path.join(work, "scripture.txt"), "w") as f:
