@@ -130,21 +130,26 @@ bool IsUtf8(std::string_view text) {
 }
 
 // Follows text's plain markup from the start: calls endBreak with the
-// offset of each "</br>" end tag and attribute with each attribute of each
-// start tag (its name as written, and its value as written, or null).
-// True when the markup keeps plain to the end of text.
+// offset of each "</br>" end tag that directly follows another tag, and attribute with each
+// attribute of each start tag (its name as written, and its value as written, or null). True when
+// the markup keeps plain to the end of text.
 template <typename EndBreak, typename Attribute>
 bool ScanPlainMarkup(std::string_view text, EndBreak endBreak, Attribute attribute) {
   // A NUL ends the parser's reading early in places, and bytes that are not
   // UTF-8 make it change its reading: such text is not followed.
   if (text.find('\0') != npos || !IsUtf8(text)) return false;
   std::string name;
+  size_t tagEnd = npos;  // just past the last tag
   size_t pos = text.find('<');
   while (pos != npos) {
     if (pos + 1 >= text.size()) return false;
     if (text.compare(pos, kBreakEnd.size(), kBreakEnd) == 0) {
-      endBreak(pos);
-      pos = text.find('<', pos + kBreakEnd.size());
+      // Only right after another tag: text before it is a run of its own,
+      // which would join the text after it, and a run of blanks is kept or
+      // dropped by what follows it.
+      if (pos == tagEnd) endBreak(pos);
+      tagEnd = pos + kBreakEnd.size();
+      pos = text.find('<', tagEnd);
       continue;
     }
     size_t end = npos;
@@ -157,6 +162,7 @@ bool ScanPlainMarkup(std::string_view text, EndBreak endBreak, Attribute attribu
       if (end != npos && StopsScan(name) && text.substr(pos, end - pos) != kUtf8Meta) end = npos;
     }
     if (end == npos) return false;
+    tagEnd = end;
     pos = text.find('<', end);
   }
   return true;

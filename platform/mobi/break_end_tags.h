@@ -13,8 +13,8 @@ namespace kavmobi {
 // build and throw away an error record, which for a large book is a fifth
 // of everything allocated in each parse of its HTML.
 //
-// Returns html without the "</br>" end tags that stand between markup or
-// text, where the importer's parse reads them as end tags, so that it parses
+// Returns html without the "</br>" end tags that directly follow another
+// tag where the importer's parse reads them as end tags, so that it parses
 // to the same tree. The markup is followed only as far as it keeps to
 // plain start tags (quoted or simple attribute values), end tags and text;
 // from the first comment, declaration, processing instruction, script or

@@ -105,7 +105,8 @@ TEST(BreakEndTags, DroppedOnlyWhereTheParserReadsThemAsEndTagsSoTheTreeStaysTheS
            {"<p>\xC3\xA4</br>\xFF</br>", 2},
            {std::string("<p>\0</br>", 9), 1},
            {"<P CLASS = \"x\"></BR></br>", 0},
-           {"\xEF\xBB\xBF </br>\n", 1}}) {
+           {"\xEF\xBB\xBF </br>\n", 1},
+           {"<p>\r\r</br>3<br></br> </br>", 2}}) {
     const std::string out = WithoutBreakEndTags(html);
     size_t count = 0;
     for (size_t at = out.find("</br>"); at != std::string::npos; at = out.find("</br>", at + 1))
