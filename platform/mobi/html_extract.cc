@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/mobi/break_end_tags.h"
 #include "platform/mobi/contained_references.h"
 #include "platform/mobi/file_writer.h"
 #include "platform/mobi/filepos_anchors.h"
@@ -38,7 +39,7 @@ int ExtractBookHtml(const MOBIRawml& rawml, const std::string& htmlPath) {
 
 int ExtractHtmlAndPictures(std::string html, const MOBIPart* pictures,
                            const std::string& htmlPath) {
-  html = WithContainedReferences(std::move(html));
+  html = WithContainedReferences(WithoutBreakEndTags(std::move(html)));
   size_t slash = htmlPath.rfind('/');
   std::string dir = slash == std::string::npos ? std::string() : htmlPath.substr(0, slash + 1);
   int result = WriteImageResources(pictures, dir);
