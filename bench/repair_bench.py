@@ -9,7 +9,7 @@ with the square of it.
 2. A page asking for most kinds of repair at 1,000, 2,000 and 4,000 blocks:
    the time should double with the page.
 3. A dictionary-shaped MOBI book (thousands of short entries in one
-   frameset, 5 MB of HTML, written by bench/mobi_writer.py) with kav-epub
+   frameset, 5 MB of HTML, written by tests/data/mobi/mobi_writer.py) with kav-epub
    mobi; target: at most 5 x the zip -r -6 time of its finished book.
 4. Peak memory of importing a plain page of 8.6 MB, per MB of input.
 Every time is the best of three runs, as processor time (user + system)
@@ -23,8 +23,10 @@ import sys
 import tempfile
 
 import benchlib
-import mobi_writer
 import repair_pages
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "data", "mobi"))
+import mobi_writer  # noqa: E402  (tests/data/mobi/mobi_writer.py)
 
 
 # Runs the command in a fresh child: its processor time, wall time and peak.

@@ -231,7 +231,6 @@ int EpubBase::ImportSplitHtml(const std::string& src, const std::string& dest,
   auto save = [&destDir, &nameOf, &names](size_t index, xmlDoc* doc) {
     names.push_back(nameOf(index));
     const std::string path = destDir + names.back();
-    CreateFile(path.c_str());
     kav_xml::SaveXhtmlDocument(doc, path.c_str());  // a failed save is not reported
     return KAV_OK;
   };

@@ -178,8 +178,9 @@ class Planner {
     return size;
   }
 
-  // A page starts at the block holding target; the block is the highest
-  // node on target's way down from body that cannot be cut further.
+  // A page starts at the unit holding target: of the highest node on
+  // target's way down from body that cannot be cut further. Fill enters
+  // every container on the way.
   void Force(xmlNode* body, xmlNode* target) {
     std::vector<xmlNode*> way;
     xmlNode* node = target;
@@ -190,7 +191,6 @@ class Planner {
       at = way[i];
       if (i == 0 || KindOf(at) == Kind::kWhole) break;
     }
-    at = Lift(body, at);
     forced_.insert(at);
     for (xmlNode* up = at->parent; up != nullptr && up != body; up = up->parent) {
       if (!holdsForced_.insert(up).second) break;
@@ -206,9 +206,12 @@ class Planner {
   const std::vector<xmlNode*>& cuts() const { return cuts_; }
 
  private:
-  // A page that starts at a first child starts at its parent.
+  // A page that would start where its parent allows no cut (at the first
+  // child, or before the first row after a table's head) starts before the
+  // parent.
   static xmlNode* Lift(xmlNode* body, xmlNode* node) {
-    while (node->parent != nullptr && node->parent != body && node->parent->children == node) {
+    while (node->parent != nullptr && node->parent != body &&
+           !CutBefore(KindOf(node->parent), node)) {
       node = node->parent;
     }
     return node;
@@ -242,7 +245,9 @@ class Planner {
         forced = forced || forced_.count(node) != 0;
         holds = holds || holdsForced_.count(node) != 0;
         blankUnit = blankUnit && blank_.count(node) != 0;
-        if (node->type == XML_ELEMENT_NODE) {
+        if (kind == Kind::kTable && node->type == XML_ELEMENT_NODE && !IsRowOrGroup(node)) {
+          // A caption or a head goes with the first rows; the rows may be cut.
+        } else if (node->type == XML_ELEMENT_NODE) {
           element = node;
           ++elements;
         } else if (!IsBlankText(node)) {
@@ -254,11 +259,13 @@ class Planner {
       // A break asked for inside a unit that cannot be entered goes before it.
       if (forced || (holds && !enter)) Cut(body, first, open);
       if (enter) {
+        // What precedes the element in its unit (a table's head) goes to
+        // the next page with it when the first cut inside lifts above it.
+        size_t before = TagSize(element);
         xmlNode* node = first;
-        for (; node != element; node = node->next) used_ += sizes_[node];
-        const size_t tags = TagSize(element);
-        used_ += tags;
-        Fill(body, element, open + tags);
+        for (; node != element; node = node->next) before += sizes_[node];
+        used_ += before;
+        Fill(body, element, open + before);
         for (node = element->next; node != end; node = node->next) used_ += sizes_[node];
       } else {
         if (used_ + size > budget_) Cut(body, first, open);
@@ -395,8 +402,6 @@ void BreakMarkers::Forget(const std::unordered_set<xmlNode*>& gone) {
 }
 
 int SaveXhtmlDocument(xmlDoc* doc, const char* path) {
-  std::vector<const xmlNode*> removed;
-  MakeWellFormed(doc, &removed);
   QuietLibxml quiet;
   XmlString encoding("UTF-8");
   if (xmlSaveFileEnc(path, doc, encoding.c_str()) == -1) return KAV_ERR_XML_SAVE;

@@ -61,15 +61,17 @@ using PageSink = std::function<int(size_t index, xmlDoc* doc)>;
 // pages and hands them to sink in reading order. fileName(i) is the name
 // page i is stored under: fragment links ("#id", or the first page's name
 // + "#id") are rewritten to name the page that holds their id, and page i
-// > 0 gets its name without the extension as its title. *pageOfId receives
+// > 0 gets its name without the extension as its title. The pages are
+// well-formed (the whole is made so first). *pageOfId receives
 // the page index of every id; *pages the number of pages (at least one).
 // The body is used up: doc keeps an empty one.
 int SplitPage(xmlDoc* doc, const PageSplitInput& input,
               const std::function<std::string(size_t)>& fileName, const PageSink& sink,
               std::unordered_map<std::string, size_t>* pageOfId, size_t* pages);
 
-// Saves a page document as XMLBase::SaveFile does: made well-formed, in
-// UTF-8, libxml2 silent. 413 when it cannot be written.
+// Saves a well-formed page document (as SplitPage hands them out) as
+// XMLBase::SaveFile does: in UTF-8, libxml2 silent. 413 when it cannot be
+// written.
 int SaveXhtmlDocument(xmlDoc* doc, const char* path);
 
 }  // namespace kav_xml

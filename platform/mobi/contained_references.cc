@@ -7,6 +7,7 @@
 #include <climits>
 #include <string_view>
 
+#include "platform/mobi/break_end_tags.h"
 #include "platform/mobi/quiet_libxml2.h"
 
 namespace kavmobi {
@@ -50,6 +51,21 @@ void CheckStartTag(void* context, const xmlChar*, const xmlChar** attrs) {
       *allContained = false;
     }
   }
+}
+
+// The same answer without a parse, for markup the plain scan follows to the
+// end: its start tags are the parser's, and a value without character
+// references is the value the parser hands on. False means "ask the parser".
+bool PlainlyAllContained(const std::string& html) {
+  return EveryAttributeOfPlainMarkup(
+      html, [](std::string_view name, const std::string_view* value) {
+        if (!(name.size() == 3 && xmlStrncasecmp(BAD_CAST name.data(), BAD_CAST "src", 3) == 0) &&
+            !(name.size() == 4 && xmlStrncasecmp(BAD_CAST name.data(), BAD_CAST "href", 4) == 0)) {
+          return true;
+        }
+        return value != nullptr && value->find('&') == std::string_view::npos &&
+               IsContainedReference(std::string(*value));
+      });
 }
 
 bool AllContained(const std::string& html) {
@@ -105,6 +121,7 @@ std::string WithContainedReferences(std::string html) {
   // What cannot be parsed here cannot be checked: no text is safer than
   // text the importer might read differently.
   if (html.size() > static_cast<size_t>(INT_MAX)) return std::string();
+  if (PlainlyAllContained(html)) return html;
   QuietLibxml2 quiet;
   if (AllContained(html)) return html;
   htmlDocPtr doc = htmlReadMemory(html.data(), static_cast<int>(html.size()), nullptr, "UTF-8",

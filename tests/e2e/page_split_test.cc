@@ -164,6 +164,18 @@ TEST(PageSplit, CutsFallBetweenBlocksWhereAskedAndWhereFull) {
        {},
        7000,
        {filler + " " + filler, filler}},
+      {"a table with a head is cut between the rows of its body",
+       "<table><thead><tr><td>h</td></tr></thead><tbody><tr><td>" + filler + "</td></tr><tr><td>" +
+           filler + "</td></tr><tr><td>" + filler + "</td></tr></tbody></table>",
+       {},
+       7000,
+       {"h " + filler + " " + filler, filler}},
+      {"a list and a table that cannot keep their first item are not left empty",
+       "<p>a</p><ul>\n<li>" + filler + "</li>\n<li>b</li></ul><table><thead><tr><td>h</td></tr></thead>"
+       "\n<tbody><tr><td>" + filler + "</td></tr><tr><td>c</td></tr></tbody></table>",
+       {},
+       3500,
+       {"a", filler, "b", "h " + filler, "c"}},
       {"a block too big alone keeps a page of its own",
        "<p>a</p><p>" + filler + filler + filler + "</p><p>b</p>",
        {},
@@ -202,13 +214,24 @@ TEST(PageSplit, ReopenedElementsKeepTheirAttributesButTheirId) {
 
 TEST(PageSplit, APageThatNeedsNoCutIsStoredAsAnImportStoresIt) {
   const std::string html =
-      Html("<h1 id='t'>Title</h1><p class='a'>One &amp; <a href='#t'>two</a></p><ul><li>x</li></ul>");
+      "<html><head><title>x</title><link rel='stylesheet' href='s.css'/></head><body>"
+      "<h1 id='t'>Title</h1><p class='a'>One &amp; <a href='#t'>two</a> <a href='#gone'>x</a>"
+      " <a href='b.html'>b</a></p><ul><li><img src='a.png' alt='a'/></li></ul></body></html>";
   SplitBook split;
-  ASSERT_EQ(0, split.Import(html, {}, 262144));
   SplitBook whole;
+  for (SplitBook* book : {&split, &whole}) {
+    kavtest::WriteFile(book->root / "a.png", "png");
+    kavtest::WriteFile(book->root / "s.css", "p {}");
+    kavtest::WriteFile(book->root / "b.html", Html("<p>b <a href='in.html'>back</a></p>"));
+  }
+  ASSERT_EQ(0, split.Import(html, {}, 262144));
   kavtest::WriteFile(whole.root / "in.html", html);
   ASSERT_EQ(0, whole.book.AddHTHLToEpub((whole.root / "in.html").c_str()));
-  EXPECT_EQ(kavtest::ReadFile(split.Oebps("page-1.html")), kavtest::ReadFile(whole.Oebps("page-1.html")));
+  const Strings files = kavtest::ListFiles(whole.Oebps(""));
+  EXPECT_EQ(files, kavtest::ListFiles(split.Oebps("")));
+  for (const std::string& name : files) {
+    EXPECT_EQ(kavtest::ReadFile(whole.Oebps(name)), kavtest::ReadFile(split.Oebps(name))) << name;
+  }
 }
 
 // A page of megabytes: chapters behind page-break markers, each with nested
