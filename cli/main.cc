@@ -70,7 +70,7 @@ const std::vector<Command>& Commands() {
        "INPUT.mobi OUTPUT.epub",
        "a MOBI 6, KF8 (AZW3) or joint MOBI book, or a PalmDOC\n"
        "book",
-       {}},
+       {{"no-accessibility", '\0', nullptr, "no accessibility metadata, page languages or titles"}}},
       {"batch",
        kavcli::RunBatch,
        "INPUT_DIR OUTPUT_DIR",

@@ -4,6 +4,7 @@
 #include "cli/commands.h"
 #include "cli/result_messages.h"
 #include "service/kav_epub.h"
+#include "service/kav_epub_ext.h"
 
 namespace kavcli {
 
@@ -24,6 +25,8 @@ int RunMobi(const Options& options) {
           fprintf(stderr, "kav-epub: %s\n", ToolMessage(error).c_str());
           return kToolFailureReported;
         }
+        // The record's Mobi2Epub makes an accessible book unless told not to.
+        if (!options.Has("no-accessibility")) KavEpubSetAccessible(service, 1);
         return service->Mobi2Epub(input, book, workDir, bar, ProgressBar::Report);
       });
 }

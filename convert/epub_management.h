@@ -28,6 +28,10 @@ class KAV_EXPORT EpubManagement {
   int TXT2Epub(const char* txtPath, const char* epubPath, void* user, ProgressCallback progress);
   // A MOBI book through libKav_Mobi; progress in tenths.
   int Mobi2Epub(const char* mobiPath, const char* epubPath, void* user, ProgressCallback progress);
+  // The same; accessible makes it an accessible book (KavEpubSetAccessible):
+  // the language its MOBI header declares, else one guessed from its text.
+  int Mobi2Epub(const char* mobiPath, const char* epubPath, void* user, ProgressCallback progress,
+                bool accessible);
   // Deletes the builder's working files and the scratch directory.
   int ClearData();
 
@@ -38,6 +42,15 @@ class KAV_EXPORT EpubManagement {
   std::string title;
   std::string author;
 };
+
+namespace kav_convert {
+
+// A MOBI book converted in one call as the record's Mobi2Epub does it
+// (accessible: as an accessible book), its scratch files removed after.
+int ConvertMobiBook(const char* mobiPath, const char* epubPath, const char* workDir,
+                    bool accessible, void* user, ProgressCallback progress);
+
+}  // namespace kav_convert
 
 // The number of 60-line pages of a text file (lines as fgets reads them,
 // at most 254 bytes each); 0 when it cannot be opened.

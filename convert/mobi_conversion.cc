@@ -1,9 +1,15 @@
 #include <stdlib.h>
 
+#include <cctype>
+#include <cstdio>
+#include <new>
 #include <string>
 
 #include "builder/epub_base.h"
+#include "builder/page_extras.h"
 #include "convert/epub_management.h"
+#include "convert/language_guess.h"
+#include "convert/text_book.h"
 #include "convert/progress_report.h"
 #include "platform/mobi/kav_mobi.h"
 #include "platform/tool/kav_tool.h"
@@ -61,10 +67,50 @@ std::string TakeString(char* text) {
   return copy;
 }
 
+// The words at the start of the extracted HTML, without its tags: enough
+// for the language guesser, which goes by the script of the text.
+std::string TextSample(const std::string& htmlPath) {
+  constexpr size_t kSample = 64 * 1024;
+  std::string html(kSample, '\0');
+  FILE* file = fopen(htmlPath.c_str(), "rb");
+  if (file == nullptr) return "";
+  html.resize(fread(&html[0], 1, html.size(), file));
+  fclose(file);
+  std::string text;
+  bool inTag = false;
+  for (char c : html) {
+    if (c == '<') inTag = true;
+    if (!inTag) text += c;
+    if (c == '>') inTag = false;
+  }
+  return text;
+}
+
+// The book's language for its pages: the one the MOBI book declares, as
+// BCP 47 writes it ("en-us" becomes "en-US"), else a guess from its text.
+std::string BookLanguage(TMobiService* service, const std::string& htmlPath) {
+  std::string tag = TakeString(KavMobiGetLanguage(service));
+  for (size_t i = 0, start = 0; i <= tag.size(); ++i) {
+    if (i < tag.size() && tag[i] != '-') continue;
+    if (start > 0 && i - start == 2) {
+      for (size_t j = start; j < i; ++j) tag[j] = static_cast<char>(toupper(tag[j]));
+    }
+    start = i + 1;
+  }
+  if (kav_convert::IsLanguageTag(tag.c_str())) return tag;
+  const std::string sample = TextSample(htmlPath);
+  return kav_convert::GuessLanguage(sample.data(), sample.size());
+}
+
 }  // namespace
 
 int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* user,
                               ProgressCallback progress) {
+  return Mobi2Epub(mobiPath, epubPath, user, progress, false);
+}
+
+int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* user,
+                              ProgressCallback progress, bool accessible) {
   char* outputDir = KavGetRunDirectory(epubPath);
   int outputDirExists = KavIsFileOrDirExists(outputDir);
   free(outputDir);
@@ -91,9 +137,16 @@ int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* 
   // A null title or author is handed on as null, not as "".
   char* bookTitle = reader->GetTitle(reader.handle());
   char* bookAuthor = reader->GetAuthor(reader.handle());
-  result = epub->Init(workDir.c_str(), bookTitle, bookAuthor);
+  std::string title = bookTitle != nullptr ? bookTitle : "";
+  // An accessible book's title is never empty: the file's name stands in.
+  if (accessible && kav_builder::PlainText(title).empty()) title = kav_convert::FileStem(mobiPath);
+  result = epub->Init(workDir.c_str(), bookTitle != nullptr ? title.c_str() : nullptr, bookAuthor);
   free(bookTitle);
   free(bookAuthor);
+  if (result == KAV_OK && accessible) result = epub->SetAccessible(true);
+  if (result == KAV_OK && accessible) {
+    result = epub->SetLanguage(BookLanguage(service, htmlPath).c_str());
+  }
   if (result != KAV_OK) return result;
   if (IsCancel(ReportProgress(progress, user, kBuilderReady, kProgressTotal))) return KAV_OK;
 
@@ -123,3 +176,22 @@ int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* 
   ReportProgress(progress, user, kWritten, kProgressTotal);
   return KAV_OK;
 }
+
+namespace kav_convert {
+
+int ConvertMobiBook(const char* mobiPath, const char* epubPath, const char* workDir,
+                    bool accessible, void* user, ProgressCallback progress) {
+  // No checks here: every failure is the converter's own code.
+  EpubManagement* converter = new (std::nothrow) EpubManagement();
+  if (converter == nullptr) return KAV_ERR_FAILED;
+  int result = converter->Init(workDir, "", "");
+  if (result == KAV_OK) {
+    result = converter->Mobi2Epub(mobiPath, epubPath, user, progress, accessible);
+  }
+  // The converter's scratch files always go, whatever the conversion gave.
+  converter->ClearData();
+  delete converter;
+  return result;
+}
+
+}  // namespace kav_convert

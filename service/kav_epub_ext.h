@@ -20,6 +20,11 @@
                             read as UTF-8 unless set).
      KavEpubSetAccessible   1 makes the book accessible (see Accessibility
                             below); 0, the default, leaves it as it was.
+                            On a record without a book (before InitEpub,
+                            after ClearUp) it holds for the record's
+                            Mobi2Epub: its books are accessible, their pages
+                            in the language the MOBI book declares (else one
+                            guessed from its text), its alt texts kept.
 
    A whole text file, as kav-epub txt makes it:
      KavBookOptions* options = KavOptionsCreate();
@@ -83,8 +88,17 @@ KAV_EXPORT int KavEpubSetLanguage(TEpubService* service, const char* bcp47);
 /* The page being built (after StartPage, before EndPage); without one:
    KAV_ERR_NO_OPEN_PAGE. Set again, the heading's text is replaced. */
 /* After InitEpub, before GenerateEpub; pages already ended keep what they
-   were written with. KAV_ERR_NULL_HANDLE, KAV_ERR_NO_BUILDER. */
+   were written with. Without a book: the record's Mobi2Epub from then on.
+   KAV_ERR_NULL_HANDLE; KAV_ERR_NO_BUILDER for a record without its cell. */
 KAV_EXPORT int KavEpubSetAccessible(TEpubService* service, int on);
+/* The description of the next picture the host adds to the book
+   (AddImageToPage or AddImageToEpub), which uses it up whatever it returns:
+   the picture's alt text, counted as described (an accessible book claims
+   alternativeText only when every picture is). Markup in it is kept as
+   text; tabs and line breaks become blanks. Blank, not UTF-8, or with other
+   control characters: KAV_ERR_BAD_CAPTION. Null: no description.
+   KAV_ERR_NULL_HANDLE, KAV_ERR_NO_BUILDER. */
+KAV_EXPORT int KavEpubSetImageCaption(TEpubService* service, const char* caption);
 KAV_EXPORT int KavEpubSetPageHeading(TEpubService* service, const char* heading);
 KAV_EXPORT int KavEpubSetPageListed(TEpubService* service, int listed);
 
@@ -135,6 +149,12 @@ KAV_EXPORT int KavHtmlTitle(const char* htmlPath, char* title, size_t size);
    takes it. */
 KAV_EXPORT int KavHtmlTitleIn(const char* htmlPath, const char* encoding, char* title,
                               size_t size);
+
+/* The title kav-epub html gives a book of this top page: its <title> as
+   KavHtmlTitleIn reads it, else the file's name without folder and
+   extension. */
+KAV_EXPORT int KavHtmlBookTitle(const char* htmlPath, const char* encoding, char* title,
+                                size_t size);
 
 /* Why a text file does not decode: its encoding as named or detected into
    encoding (size bytes), the offset of the first bad byte and its value.

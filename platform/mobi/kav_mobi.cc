@@ -54,6 +54,15 @@ char* GetCoverImage(void* handle) {
 
 }  // namespace
 
+char* KavMobiGetLanguage(TMobiService* service) {
+  if (service == nullptr || service->handle == nullptr) return nullptr;
+  try {
+    return BookOf(service->handle)->Language();
+  } catch (...) {
+    return nullptr;
+  }
+}
+
 TMobiService* CreateMobiService(void) {
   TMobiService* service = static_cast<TMobiService*>(calloc(1, sizeof(TMobiService)));
   if (service == nullptr) return nullptr;
