@@ -57,7 +57,8 @@
    structuralNavigation when pages have headings, alternativeText when every
    picture has a description), accessibilityHazard ("unknown" when HTML was
    imported, else "none") and accessibilitySummary, said from what the book
-   holds. Descriptions are carried over (an HTML alt), never invented.
+   holds. Descriptions are carried over (an HTML or KF8 alt, a host's
+   caption: KavEpubSetImageCaption), never invented.
 */
 
 #include <stddef.h>
