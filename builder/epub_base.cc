@@ -30,6 +30,7 @@ EpubBase::~EpubBase() {
   kav_builder::ForgetPageExtras(this);
   kav_builder::ForgetHtmlEncoding(this);
   kav_builder::ForgetBookAccess(this);
+  kav_builder::TakeImageCaption(this);
   Destory();
 }
 

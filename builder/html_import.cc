@@ -228,8 +228,12 @@ int EpubBase::ImportSplitHtml(const std::string& src, const std::string& dest,
     return kav_builder::PageFileName(first + static_cast<int>(index));
   };
   std::vector<std::string> names;
-  auto save = [&destDir, &nameOf, &names](size_t index, xmlDoc* doc) {
+  auto save = [&destDir, &nameOf, &names, &access](size_t index, xmlDoc* doc) {
     names.push_back(nameOf(index));
+    if (access.accessible) {
+      kav_builder::TitleImportedPage(xmlDocGetRootElement(doc), access,
+                                     access.pages + static_cast<int>(index) + 1);
+    }
     const std::string path = destDir + names.back();
     kav_xml::SaveXhtmlDocument(doc, path.c_str());  // a failed save is not reported
     return KAV_OK;

@@ -61,6 +61,7 @@ int EpubBase::AddCoverImageToEpub(const char* imagePath) {
 }
 
 int EpubBase::AddImageToEpub(const char* imagePath) {
+  const std::string caption = kav_builder::TakeImageCaption(this);
   if (KavIsFileExists(imagePath) == 0) return KAV_ERR_MISSING;
 
   std::string ref = "images/" + kav_builder::BaseName(imagePath);
@@ -72,11 +73,12 @@ int EpubBase::AddImageToEpub(const char* imagePath) {
   XMLFile page;
   r = page.InitHTML(std::to_string(pageNum).c_str());
   if (r != 0) return r;
-  r = page.AddImageToHtml(ref.c_str());
+  r = page.AddImageToHtml(ref.c_str(), caption.c_str());
   if (r != 0) return r;
   kav_builder::BookAccess access = kav_builder::BookAccessOf(this);
   if (access.accessible) {
     ++access.pictures;
+    if (!caption.empty()) ++access.described;
     ++access.pages;
     r = page.SetHtmlAccess(access.language.c_str(),
                            kav_builder::PageTitle(access, pageNum, nullptr).c_str());
@@ -95,6 +97,7 @@ int EpubBase::AddImageToEpub(const char* imagePath) {
 }
 
 int EpubBase::AddImageToPage(const char* imagePath) {
+  const std::string caption = kav_builder::TakeImageCaption(this);
   if (KavIsFileExists(imagePath) == 0) return KAV_ERR_MISSING;
   if (pageFile == nullptr) return KAV_ERR_NO_PAGE;
   // Windows metafiles are skipped, not converted.
@@ -113,11 +116,12 @@ int EpubBase::AddImageToPage(const char* imagePath) {
   ++imageNum;
 
   std::string ref = "images/" + name;
-  r = pageFile->AddImageToHtml(ref.c_str());
+  r = pageFile->AddImageToHtml(ref.c_str(), caption.c_str());
   if (r != 0) return r;
   kav_builder::BookAccess access = kav_builder::BookAccessOf(this);
   if (access.accessible) {
-    ++access.pictures;  // written without a description: there is none to carry
+    ++access.pictures;  // described only when the host gave a caption
+    if (!caption.empty()) ++access.described;
     kav_builder::SetBookAccess(this, access);
   }
   if (opfFile == nullptr) return KAV_ERR_NO_PAGE;

@@ -24,6 +24,11 @@ BuilderTable<BookAccess>& Books() {
   return books;
 }
 
+BuilderTable<std::string>& Captions() {
+  static BuilderTable<std::string> captions;
+  return captions;
+}
+
 }  // namespace
 
 BookAccess BookAccessOf(const EpubBase* builder) { return Books().Of(builder); }
@@ -31,6 +36,20 @@ void SetBookAccess(const EpubBase* builder, const BookAccess& access) {
   Books().Set(builder, access);
 }
 void ForgetBookAccess(const EpubBase* builder) { Books().Forget(builder); }
+
+void SetImageCaption(const EpubBase* builder, const std::string& caption) {
+  if (caption.empty()) {
+    Captions().Forget(builder);
+  } else {
+    Captions().Set(builder, caption);
+  }
+}
+
+std::string TakeImageCaption(const EpubBase* builder) {
+  std::string caption = Captions().Of(builder);
+  Captions().Forget(builder);
+  return caption;
+}
 
 PageExtras PageExtrasOf(const EpubBase* builder) { return Pages().Of(builder); }
 void SetPageExtras(const EpubBase* builder, const PageExtras& extras) {
@@ -168,7 +187,23 @@ namespace kav_builder {
 
 namespace {
 
-void CountPictures(const xmlNode* node, BookAccess* access) {
+bool IsHeading(const xmlNode* node) {
+  const char* name = reinterpret_cast<const char*>(node->name);
+  return (name[0] == 'h' || name[0] == 'H') && name[1] >= '1' && name[1] <= '6' && name[2] == '\0';
+}
+
+void CollectText(const xmlNode* node, std::string* text) {
+  for (; node != nullptr; node = node->next) {
+    if (node->type == XML_TEXT_NODE && node->content != nullptr) {
+      *text += reinterpret_cast<const char*>(node->content);
+    }
+    CollectText(node->children, text);
+  }
+}
+
+// Counts the page's pictures (and those with a description) and headings;
+// the first heading with text, and the page's <title>, are kept.
+void NotePage(xmlNode* node, BookAccess* access, std::string* heading, xmlNode** title) {
   for (; node != nullptr; node = node->next) {
     if (node->type != XML_ELEMENT_NODE) continue;
     if (xmlStrcasecmp(node->name, BAD_CAST "img") == 0) {
@@ -178,8 +213,17 @@ void CountPictures(const xmlNode* node, BookAccess* access) {
         ++access->described;
       }
       xmlFree(alt);
+    } else if (IsHeading(node)) {
+      ++access->headings;
+      if (heading->empty()) {
+        std::string text;
+        CollectText(node->children, &text);
+        *heading = PlainText(text);
+      }
+    } else if (*title == nullptr && xmlStrcasecmp(node->name, BAD_CAST "title") == 0) {
+      *title = node;
     }
-    CountPictures(node->children, access);
+    NotePage(node->children, access, heading, title);
   }
 }
 
@@ -193,7 +237,26 @@ void NoteImportedPage(xmlNode* root, BookAccess* access) {
     xmlSetProp(root, BAD_CAST "lang", BAD_CAST access->language.c_str());
   }
   xmlFree(declared);
-  CountPictures(root, access);
+  std::string heading;
+  xmlNode* title = nullptr;
+  NotePage(root, access, &heading, &title);
+  // The clean-up titles a page after its file; its first heading, else the
+  // book's title and the page's place, says more.
+  if (title != nullptr) {
+    xmlNodeSetContent(title, nullptr);
+    xmlNodeAddContent(title, BAD_CAST PageTitle(*access, access->pages, &heading).c_str());
+  }
+}
+
+void TitleImportedPage(xmlNode* root, const BookAccess& access, int page) {
+  if (root == nullptr) return;
+  BookAccess counts;  // the whole page was counted before it was cut
+  std::string heading;
+  xmlNode* title = nullptr;
+  NotePage(root, &counts, &heading, &title);
+  if (title == nullptr) return;
+  xmlNodeSetContent(title, nullptr);
+  xmlNodeAddContent(title, BAD_CAST PageTitle(access, page, &heading).c_str());
 }
 
 }  // namespace kav_builder

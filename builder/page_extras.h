@@ -46,15 +46,24 @@ BookAccess BookAccessOf(const EpubBase* builder);
 void SetBookAccess(const EpubBase* builder, const BookAccess& access);
 void ForgetBookAccess(const EpubBase* builder);
 
+// The description a host gave for the next picture it adds (none: ""),
+// used up by the call that adds it.
+void SetImageCaption(const EpubBase* builder, const std::string& caption);
+std::string TakeImageCaption(const EpubBase* builder);
+
 // text with control characters and runs of blanks made single blanks,
 // none at the ends.
 std::string PlainText(const std::string& text);
 // A page's title: its heading, else the book's title and the page's number.
 std::string PageTitle(const BookAccess& access, int page, const std::string* heading);
 // An imported page keeps the language it declares and gets the book's
-// where it declares none; its pictures, and those of them with an alt
-// text, are counted.
+// where it declares none, and is titled by its first heading, else by its
+// place (access->pages); its pictures, those of them with an alt text, and
+// its headings are counted.
 void NoteImportedPage(_xmlNode* root, BookAccess* access);
+// One of the pages an imported page was cut into, `page` being its place in
+// the book: titled by its own first heading, else by its place.
+void TitleImportedPage(_xmlNode* root, const BookAccess& access, int page);
 // The discovery metadata of what the book holds, into its package document.
 int WriteAccessMetadata(XMLFile* opf, const BookAccess& access);
 

@@ -16,11 +16,12 @@ int BuildHtmlBook(TEpubService* service, const Options& options, const char* out
                   const char* workDir, ProgressBar* bar) {
   const size_t inputs = options.positional.size() - 1;
   const int total = static_cast<int>(inputs) + 1;
-  // Without --title the book is named by the top page's <title>.
+  // Without --title the book is named by the top page's <title>, else by
+  // its file's name.
   std::string title = options.Get("title", "");
   if (!options.Has("title")) {
     char found[1024] = "";
-    KavHtmlTitleIn(options.positional[0].c_str(), options.Get("encoding", "auto"), found,
+    KavHtmlBookTitle(options.positional[0].c_str(), options.Get("encoding", "auto"), found,
                    sizeof found);
     title = found;
   }

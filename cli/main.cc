@@ -72,7 +72,8 @@ const std::vector<Command>& Commands() {
        "book, in pages of at most 256 KB with the book's own\n"
        "table of contents (else one from its headings or page\n"
        "breaks)",
-       {{"single-page", '\0', nullptr, "the text as one page, listed once (the book Mobi2Epub makes)"}}},
+       {{"single-page", '\0', nullptr, "the text as one page, listed once (the book Mobi2Epub makes)"},
+        {"no-accessibility", '\0', nullptr, "no accessibility metadata, page languages or titles"}}},
       {"batch",
        kavcli::RunBatch,
        "INPUT_DIR OUTPUT_DIR",

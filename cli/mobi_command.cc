@@ -30,6 +30,7 @@ int RunMobi(const Options& options) {
         KavBookOptions* settings = KavOptionsCreate();
         if (settings == nullptr) return static_cast<int>(KAV_ERR_FAILED);
         KavOptionsSet(settings, "mobi-layout", options.Has("single-page") ? "single" : "pages");
+        KavOptionsSet(settings, "accessibility", options.Has("no-accessibility") ? "off" : "on");
         size_t flaws = 0;
         const int code =
             KavEpubConvertMobi(input, book, workDir, settings, bar, ProgressBar::Report, &flaws);

@@ -39,6 +39,7 @@ const std::map<int, const char*>& Messages() {
       {KAV_ERR_UNKNOWN_ENCODING, "unknown text encoding (iconv --list shows the names)"},
       {KAV_ERR_UNCLEAR_ENCODING, "the text encoding cannot be told; name it with --encoding"},
       {KAV_ERR_BAD_TEXT, "the text is not valid in its encoding (name the right one with --encoding)"},
+      {KAV_ERR_BAD_CAPTION, "a picture's caption is blank, not UTF-8 or holds control characters"},
       {KAV_EBASE_ERR_ARGUMENT, "the book directory or output path is empty"},
       {KAV_EBASE_ERR_BOOK_DIR, "the book directory is missing or unreadable"},
       {KAV_EBASE_ERR_NO_MIMETYPE, "the book directory has no mimetype file"},

@@ -29,23 +29,37 @@ class KAV_EXPORT EpubManagement {
   int TXT2Epub(const char* txtPath, const char* epubPath, void* user, ProgressCallback progress);
   // A MOBI book through libKav_Mobi; progress in tenths.
   int Mobi2Epub(const char* mobiPath, const char* epubPath, void* user, ProgressCallback progress);
+  // The same; accessible makes it an accessible book (KavEpubSetAccessible):
+  // the language its MOBI header declares, else one guessed from its text.
+  int Mobi2Epub(const char* mobiPath, const char* epubPath, void* user, ProgressCallback progress,
+                bool accessible);
   // The same in pages of at most 256 KB, with the book's own table of
   // contents (TMobiService's GetToc) nested in the navigation document;
   // *tocFlaws (may be null) receives GetToc's count of flaws.
   int MobiPages2Epub(const char* mobiPath, const char* epubPath, void* user,
-                     ProgressCallback progress, size_t* tocFlaws);
+                     ProgressCallback progress, bool accessible, size_t* tocFlaws);
   // Deletes the builder's working files and the scratch directory.
   int ClearData();
 
  private:
   int ConvertMobi(const char* mobiPath, const char* epubPath, void* user,
-                  ProgressCallback progress, bool pages, size_t* tocFlaws);
+                  ProgressCallback progress, bool pages, bool accessible,
+                  size_t* tocFlaws);
   EpubBase* epub;
   std::string workDir;
   std::string processTmpDir;
   std::string title;
   std::string author;
 };
+
+namespace kav_convert {
+
+// A MOBI book converted in one call as the record's Mobi2Epub does it
+// (accessible: as an accessible book), its scratch files removed after.
+int ConvertMobiBook(const char* mobiPath, const char* epubPath, const char* workDir,
+                    bool accessible, void* user, ProgressCallback progress);
+
+}  // namespace kav_convert
 
 // The number of 60-line pages of a text file (lines as fgets reads them,
 // at most 254 bytes each); 0 when it cannot be opened.

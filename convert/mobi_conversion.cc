@@ -1,11 +1,17 @@
 #include <stdlib.h>
 
+#include <cctype>
+#include <cstdio>
+#include <new>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "builder/epub_base.h"
+#include "builder/page_extras.h"
 #include "convert/epub_management.h"
+#include "convert/language_guess.h"
+#include "convert/text_book.h"
 #include "convert/progress_report.h"
 #include "platform/mobi/kav_mobi.h"
 #include "platform/tool/kav_tool.h"
@@ -117,20 +123,62 @@ int AddPagesWithToc(EpubBase* epub, const std::string& htmlPath,
   return epub->AddTocEntry(firstPage.c_str(), title.empty() ? "1" : title.c_str(), 1);
 }
 
+// The words at the start of the extracted HTML, without its tags: enough
+// for the language guesser, which goes by the script of the text.
+std::string TextSample(const std::string& htmlPath) {
+  constexpr size_t kSample = 64 * 1024;
+  std::string html(kSample, '\0');
+  FILE* file = fopen(htmlPath.c_str(), "rb");
+  if (file == nullptr) return "";
+  html.resize(fread(&html[0], 1, html.size(), file));
+  fclose(file);
+  std::string text;
+  bool inTag = false;
+  for (char c : html) {
+    if (c == '<') inTag = true;
+    if (!inTag) text += c;
+    if (c == '>') inTag = false;
+  }
+  return text;
+}
+
+// The book's language for its pages: the one the MOBI book declares, as
+// BCP 47 writes it ("en-us" becomes "en-US"), else a guess from its text.
+std::string BookLanguage(TMobiService* service, const std::string& htmlPath) {
+  std::string tag = TakeString(KavMobiGetLanguage(service));
+  for (size_t i = 0, start = 0; i <= tag.size(); ++i) {
+    if (i < tag.size() && tag[i] != '-') continue;
+    if (start > 0 && i - start == 2) {
+      for (size_t j = start; j < i; ++j) tag[j] = static_cast<char>(toupper(tag[j]));
+    }
+    start = i + 1;
+  }
+  if (kav_convert::IsLanguageTag(tag.c_str())) return tag;
+  const std::string sample = TextSample(htmlPath);
+  return kav_convert::GuessLanguage(sample.data(), sample.size());
+}
+
 }  // namespace
 
 int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* user,
                               ProgressCallback progress) {
-  return ConvertMobi(mobiPath, epubPath, user, progress, false, nullptr);
+  return ConvertMobi(mobiPath, epubPath, user, progress, false, false, nullptr);
+}
+
+int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* user,
+                              ProgressCallback progress, bool accessible) {
+  return ConvertMobi(mobiPath, epubPath, user, progress, false, accessible, nullptr);
 }
 
 int EpubManagement::MobiPages2Epub(const char* mobiPath, const char* epubPath, void* user,
-                                   ProgressCallback progress, size_t* tocFlaws) {
-  return ConvertMobi(mobiPath, epubPath, user, progress, true, tocFlaws);
+                                   ProgressCallback progress, bool accessible,
+                                   size_t* tocFlaws) {
+  return ConvertMobi(mobiPath, epubPath, user, progress, true, accessible, tocFlaws);
 }
 
 int EpubManagement::ConvertMobi(const char* mobiPath, const char* epubPath, void* user,
-                                ProgressCallback progress, bool pages, size_t* tocFlaws) {
+                                ProgressCallback progress, bool pages, bool accessible,
+                                size_t* tocFlaws) {
   if (tocFlaws != nullptr) *tocFlaws = 0;
   char* outputDir = KavGetRunDirectory(epubPath);
   int outputDirExists = KavIsFileOrDirExists(outputDir);
@@ -164,10 +212,18 @@ int EpubManagement::ConvertMobi(const char* mobiPath, const char* epubPath, void
   // A null title or author is handed on as null, not as "".
   char* title = reader->GetTitle(reader.handle());
   char* bookAuthor = reader->GetAuthor(reader.handle());
-  result = epub->Init(workDir.c_str(), title, bookAuthor);
-  const std::string bookTitle = title != nullptr ? title : "";
+  std::string bookTitle = title != nullptr ? title : "";
+  // An accessible book's title is never empty: the file's name stands in.
+  if (accessible && kav_builder::PlainText(bookTitle).empty()) {
+    bookTitle = kav_convert::FileStem(mobiPath);
+  }
+  result = epub->Init(workDir.c_str(), title != nullptr ? bookTitle.c_str() : nullptr, bookAuthor);
   free(title);
   free(bookAuthor);
+  if (result == KAV_OK && accessible) result = epub->SetAccessible(true);
+  if (result == KAV_OK && accessible) {
+    result = epub->SetLanguage(BookLanguage(service, htmlPath).c_str());
+  }
   if (result != KAV_OK) return result;
   if (IsCancel(ReportProgress(progress, user, kBuilderReady, kProgressTotal))) return KAV_OK;
 
@@ -198,3 +254,22 @@ int EpubManagement::ConvertMobi(const char* mobiPath, const char* epubPath, void
   ReportProgress(progress, user, kWritten, kProgressTotal);
   return KAV_OK;
 }
+
+namespace kav_convert {
+
+int ConvertMobiBook(const char* mobiPath, const char* epubPath, const char* workDir,
+                    bool accessible, void* user, ProgressCallback progress) {
+  // No checks here: every failure is the converter's own code.
+  EpubManagement* converter = new (std::nothrow) EpubManagement();
+  if (converter == nullptr) return KAV_ERR_FAILED;
+  int result = converter->Init(workDir, "", "");
+  if (result == KAV_OK) {
+    result = converter->Mobi2Epub(mobiPath, epubPath, user, progress, accessible);
+  }
+  // The converter's scratch files always go, whatever the conversion gave.
+  converter->ClearData();
+  delete converter;
+  return result;
+}
+
+}  // namespace kav_convert

@@ -27,15 +27,6 @@ constexpr char kOff[] = "off";
 // What the language is guessed from: the start of the text.
 constexpr size_t kLanguageSample = 64 << 10;
 
-// The file's name without its folder and extension.
-std::string FileStem(const std::string& path) {
-  const size_t slash = path.find_last_of("/\\");
-  std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-  const size_t dot = name.rfind('.');
-  if (dot != std::string::npos && dot > 0) name.erase(dot);
-  return name;
-}
-
 bool EndsLine(const char* chunk) {
   const size_t length = strlen(chunk);
   return length > 0 && chunk[length - 1] == '\n';
@@ -239,6 +230,14 @@ int ConvertUtf8(const std::string& text, const char* txtPath, const char* epubPa
 }
 
 }  // namespace
+
+std::string FileStem(const std::string& path) {
+  const size_t slash = path.find_last_of("/\\");
+  std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  const size_t dot = name.rfind('.');
+  if (dot != std::string::npos && dot > 0) name.erase(dot);
+  return name;
+}
 
 int CheckBookOption(const std::string& name, const std::string& value) {
   if (name == "title" || name == "author" || name == "cover") return KAV_OK;

@@ -19,6 +19,9 @@ struct KavBookOptions {
 
 namespace kav_convert {
 
+// The file's name without its folder and extension.
+std::string FileStem(const std::string& path);
+
 // Checks an option's name and value: 0, KAV_ERR_UNKNOWN_OPTION, or the code
 // of a value the option does not take.
 int CheckBookOption(const std::string& name, const std::string& value);

@@ -138,8 +138,20 @@ int XMLFile::SetOpfTitle(const char* title) {
 int XMLFile::AddOpfMeta(const char* name, const char* content) {
   if (opfDoc == nullptr) return KAV_ERR_NO_PAGE;
   AttrChain meta;
-  meta.Add("name", name).Add("content", content);
-  return static_cast<int>(opfDoc->AddXMLNode("metadata", "meta", meta.head()));
+  meta.Add("name", name).Add("content", "");
+  int r = static_cast<int>(opfDoc->AddXMLNode("metadata", "meta", meta.head()));
+  if (r != KAV_OK) return r;
+  // The content goes in whole: attribute records hold 255 bytes, and a
+  // summary says more than that.
+  xmlNode* metadata = xmlDocGetRootElement(opfDoc->Document());
+  for (metadata = metadata != nullptr ? metadata->children : nullptr; metadata != nullptr;
+       metadata = metadata->next) {
+    if (xmlStrcmp(metadata->name, BAD_CAST "metadata") == 0) break;
+  }
+  xmlNode* added = metadata != nullptr ? xmlGetLastChild(metadata) : nullptr;
+  if (added == nullptr) return KAV_ERR_NO_ELEMENT;
+  xmlSetProp(added, BAD_CAST "content", BAD_CAST(content != nullptr ? content : ""));
+  return KAV_OK;
 }
 
 int XMLFile::AddCoverToOpf(const char* coverPage, const char* coverImage) {

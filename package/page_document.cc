@@ -58,7 +58,9 @@ int XMLFile::AddTextLineToHtml(const char* text) {
   return KAV_OK;
 }
 
-int XMLFile::AddImageToHtml(const char* src) {
+int XMLFile::AddImageToHtml(const char* src) { return AddImageToHtml(src, nullptr); }
+
+int XMLFile::AddImageToHtml(const char* src, const char* alt) {
   if (pageDoc == nullptr) return KAV_ERR_NO_PAGE;
   AttrChain block;
   block.Add("class", "div1");
@@ -66,6 +68,15 @@ int XMLFile::AddImageToHtml(const char* src) {
   AttrChain image;
   image.Add("src", src).Add("alt", "").Add("class", "img1");
   pageDoc->AddXMLNode("div", "img", image.head());
+  if (alt == nullptr || *alt == '\0') return KAV_OK;
+  // Set whole on the picture just added (the last element of the body's
+  // last block): attribute records hold 255 bytes.
+  xmlNode* html = xmlDocGetRootElement(pageDoc->Document());
+  xmlNode* body = html != nullptr ? xmlGetLastChild(html) : nullptr;
+  xmlNode* last = body != nullptr ? xmlLastElementChild(body) : nullptr;
+  xmlNode* img = last != nullptr ? xmlLastElementChild(last) : nullptr;
+  if (img == nullptr || xmlStrcmp(img->name, BAD_CAST "img") != 0) return KAV_ERR_NO_ELEMENT;
+  xmlSetProp(img, BAD_CAST "alt", BAD_CAST alt);
   return KAV_OK;
 }
 

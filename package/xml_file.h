@@ -65,6 +65,8 @@ class KAV_EXPORT XMLFile {
   int InitHTML(const char* title);
   int AddTextLineToHtml(const char* text);
   int AddImageToHtml(const char* src);
+  // The same with alt as the picture's description (null or "": none).
+  int AddImageToHtml(const char* src, const char* alt);
   int AddImageToXhtml(const char* href);
   int AddFormToHtml(const char* text, FormOperator op);
   unsigned int SaveHtml(const char* path);

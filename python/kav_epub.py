@@ -125,6 +125,7 @@ def _declare_extension(library):
         "KavEpubSetPageListed": (ctypes.c_int, [record, ctypes.c_int]),
         "KavEpubSetHtmlEncoding": (ctypes.c_int, [record, _Str]),
         "KavEpubSetAccessible": (ctypes.c_int, [record, ctypes.c_int]),
+        "KavEpubSetImageCaption": (ctypes.c_int, [record, _Str]),
         "KavEpubConvertText": (ctypes.c_int, [_Str, _Str, _Str, ctypes.c_void_p, ctypes.c_void_p,
                                               _ProgressCallback]),
         "KavEpubConvertMobi": (ctypes.c_int, [_Str, _Str, _Str, ctypes.c_void_p, ctypes.c_void_p,
@@ -135,6 +136,7 @@ def _declare_extension(library):
         "KavGuessLanguage": (ctypes.c_int, [_Str, size, ctypes.c_char_p, size]),
         "KavHtmlTitle": (ctypes.c_int, [_Str, ctypes.c_char_p, size]),
         "KavHtmlTitleIn": (ctypes.c_int, [_Str, _Str, ctypes.c_char_p, size]),
+        "KavHtmlBookTitle": (ctypes.c_int, [_Str, _Str, ctypes.c_char_p, size]),
     }
     for name, (result, arguments) in entries.items():
         getattr(library, name).restype = result
@@ -246,6 +248,10 @@ class EpubService:
     def set_accessible(self, on=True):
         """Page languages and titles and accessibility metadata (after init_epub)."""
         self._extension("KavEpubSetAccessible", 1 if on else 0)
+
+    def set_image_caption(self, caption):
+        """The description of the next picture added (None: none)."""
+        self._extension("KavEpubSetImageCaption", _bytes(caption))
 
     def _extension(self, name, argument):
         self._service()
@@ -375,11 +381,21 @@ def guess_language(text, library=None):
     return tag.value.decode("ascii")
 
 
+def _html_title(entry, html_path, library, encoding):
+    title = ctypes.create_string_buffer(1024)
+    code = getattr(_load(library), entry)(_bytes(html_path), _bytes(encoding), title, len(title))
+    if code != 0:
+        raise KavEpubError(entry, code)
+    return title.value.decode("utf-8", "replace")
+
+
 def html_title(html_path, library=None, encoding=None):
     """The text of an HTML file's <title>, the page read in encoding
     ("auto" when None, or a name); "" when it has none."""
-    title = ctypes.create_string_buffer(1024)
-    code = _load(library).KavHtmlTitleIn(_bytes(html_path), _bytes(encoding), title, len(title))
-    if code != 0:
-        raise KavEpubError("KavHtmlTitleIn", code)
-    return title.value.decode("utf-8", "replace")
+    return _html_title("KavHtmlTitleIn", html_path, library, encoding)
+
+
+def html_book_title(html_path, library=None, encoding=None):
+    """The title kav-epub html gives a book of this page: its <title>, else
+    its file's name without the extension."""
+    return _html_title("KavHtmlBookTitle", html_path, library, encoding)

@@ -11,12 +11,14 @@
 
 #include "builder/epub_base.h"
 #include "builder/html_encoding.h"
+#include "builder/page_extras.h"
 #include "convert/chapters.h"
 #include "convert/epub_management.h"
 #include "convert/language_guess.h"
 #include "convert/text_book.h"
 #include "convert/text_encoding.h"
 #include "service/kav_result.h"
+#include "service/service_record.h"
 
 namespace {
 
@@ -94,8 +96,35 @@ int KavEpubSetLanguage(TEpubService* service, const char* bcp47) {
 int KavEpubSetAccessible(TEpubService* service, int on) {
   EpubBase* epub = nullptr;
   int r = BuilderOf(service, &epub);
+  // A record without a book: its whole-book conversion (Mobi2Epub).
+  if (r == KAV_ERR_NO_BUILDER && service->data != nullptr) {
+    kav_service::SetRecordAccessible(service, on != 0);
+    return KAV_OK;
+  }
   if (r != KAV_OK) return r;
   return epub->SetAccessible(on != 0);
+}
+
+int KavEpubSetImageCaption(TEpubService* service, const char* caption) {
+  EpubBase* epub = nullptr;
+  int r = BuilderOf(service, &epub);
+  if (r != KAV_OK) return r;
+  if (caption == nullptr) {
+    kav_builder::SetImageCaption(epub, "");
+    return KAV_OK;
+  }
+  // Tabs and line breaks are blanks; other control characters have no place
+  // in a description (nor in XML), and a blank one describes nothing.
+  for (const char* c = caption; *c != '\0'; ++c) {
+    const unsigned char byte = static_cast<unsigned char>(*c);
+    if ((byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r') || byte == 0x7F) {
+      return KAV_ERR_BAD_CAPTION;
+    }
+  }
+  const std::string plain = kav_builder::PlainText(caption);
+  if (plain.empty() || !xmlCheckUTF8(BAD_CAST caption)) return KAV_ERR_BAD_CAPTION;
+  kav_builder::SetImageCaption(epub, plain);
+  return KAV_OK;
 }
 
 int KavEpubSetPageHeading(TEpubService* service, const char* heading) {
@@ -130,13 +159,15 @@ int KavEpubConvertMobi(const char* mobiPath, const char* epubPath, const char* w
                        size_t* tocFlaws) {
   if (tocFlaws != nullptr) *tocFlaws = 0;
   const bool pages = options == nullptr || options->Get("mobi-layout", "pages") == "pages";
+  const bool accessible = options != nullptr && options->Get("accessibility", "off") == "on";
   // As the service record's Mobi2Epub runs it.
   EpubManagement* converter = new (std::nothrow) EpubManagement();
   if (converter == nullptr) return KAV_ERR_FAILED;
   int result = converter->Init(workDir, "", "");
   if (result == KAV_OK) {
-    result = pages ? converter->MobiPages2Epub(mobiPath, epubPath, user, progress, tocFlaws)
-                   : converter->Mobi2Epub(mobiPath, epubPath, user, progress);
+    result = pages ? converter->MobiPages2Epub(mobiPath, epubPath, user, progress, accessible,
+                                               tocFlaws)
+                   : converter->Mobi2Epub(mobiPath, epubPath, user, progress, accessible);
   }
   converter->ClearData();
   delete converter;
@@ -199,6 +230,14 @@ int KavHtmlTitleIn(const char* htmlPath, const char* encoding, char* title, size
   if (!collapsed.empty() && collapsed.back() == ' ') collapsed.pop_back();
   CopyOut(collapsed, title, size);
   return KAV_OK;
+}
+
+int KavHtmlBookTitle(const char* htmlPath, const char* encoding, char* title, size_t size) {
+  const int r = KavHtmlTitleIn(htmlPath, encoding, title, size);
+  if (r == KAV_OK && title != nullptr && size > 0 && *title == '\0') {
+    CopyOut(kav_convert::FileStem(htmlPath), title, size);
+  }
+  return r;
 }
 
 int KavCheckTextEncoding(const char* txtPath, const char* encodingName, char* encoding, size_t size,

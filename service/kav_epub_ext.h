@@ -20,6 +20,11 @@
                             read as UTF-8 unless set).
      KavEpubSetAccessible   1 makes the book accessible (see Accessibility
                             below); 0, the default, leaves it as it was.
+                            On a record without a book (before InitEpub,
+                            after ClearUp) it holds for the record's
+                            Mobi2Epub: its books are accessible, their pages
+                            in the language the MOBI book declares (else one
+                            guessed from its text), its alt texts kept.
 
    A whole text file, as kav-epub txt makes it:
      KavBookOptions* options = KavOptionsCreate();
@@ -52,7 +57,8 @@
    structuralNavigation when pages have headings, alternativeText when every
    picture has a description), accessibilityHazard ("unknown" when HTML was
    imported, else "none") and accessibilitySummary, said from what the book
-   holds. Descriptions are carried over (an HTML alt), never invented.
+   holds. Descriptions are carried over (an HTML or KF8 alt, a host's
+   caption: KavEpubSetImageCaption), never invented.
 */
 
 #include <stddef.h>
@@ -83,8 +89,17 @@ KAV_EXPORT int KavEpubSetLanguage(TEpubService* service, const char* bcp47);
 /* The page being built (after StartPage, before EndPage); without one:
    KAV_ERR_NO_OPEN_PAGE. Set again, the heading's text is replaced. */
 /* After InitEpub, before GenerateEpub; pages already ended keep what they
-   were written with. KAV_ERR_NULL_HANDLE, KAV_ERR_NO_BUILDER. */
+   were written with. Without a book: the record's Mobi2Epub from then on.
+   KAV_ERR_NULL_HANDLE; KAV_ERR_NO_BUILDER for a record without its cell. */
 KAV_EXPORT int KavEpubSetAccessible(TEpubService* service, int on);
+/* The description of the next picture the host adds to the book
+   (AddImageToPage or AddImageToEpub), which uses it up whatever it returns:
+   the picture's alt text, counted as described (an accessible book claims
+   alternativeText only when every picture is). Markup in it is kept as
+   text; tabs and line breaks become blanks. Blank, not UTF-8, or with other
+   control characters: KAV_ERR_BAD_CAPTION. Null: no description.
+   KAV_ERR_NULL_HANDLE, KAV_ERR_NO_BUILDER. */
+KAV_EXPORT int KavEpubSetImageCaption(TEpubService* service, const char* caption);
 KAV_EXPORT int KavEpubSetPageHeading(TEpubService* service, const char* heading);
 KAV_EXPORT int KavEpubSetPageListed(TEpubService* service, int listed);
 
@@ -125,6 +140,9 @@ KAV_EXPORT int KavEpubConvertText(const char* txtPath, const char* epubPath, con
                   the book's title).
                   "single": the book Mobi2Epub makes, byte for byte: the
                   text as one page, listed once [pages]
+     accessibility  "on": an accessible book as KavEpubSetAccessible makes
+                  it (the language the MOBI book declares, else a guess
+                  from its text) [off]
    Progress as Mobi2Epub reports it. *tocFlaws (may be null) receives how
    many entries of the book's own table of contents could not be used as
    they are (0 for a sound table and for "single"): entries whose place is
@@ -159,6 +177,12 @@ KAV_EXPORT int KavHtmlTitle(const char* htmlPath, char* title, size_t size);
    takes it. */
 KAV_EXPORT int KavHtmlTitleIn(const char* htmlPath, const char* encoding, char* title,
                               size_t size);
+
+/* The title kav-epub html gives a book of this top page: its <title> as
+   KavHtmlTitleIn reads it, else the file's name without folder and
+   extension. */
+KAV_EXPORT int KavHtmlBookTitle(const char* htmlPath, const char* encoding, char* title,
+                                size_t size);
 
 /* Why a text file does not decode: its encoding as named or detected into
    encoding (size bytes), the offset of the first bad byte and its value.

@@ -31,6 +31,7 @@ enum KavResult {
   KAV_ERR_UNKNOWN_ENCODING = 446, // a text encoding that iconv does not know
   KAV_ERR_UNCLEAR_ENCODING = 447, // the text's encoding cannot be told; name it
   KAV_ERR_BAD_TEXT = 448,         // the text is not valid in its encoding, or ends inside a character
+  KAV_ERR_BAD_CAPTION = 449,      // a picture's caption with control characters, not UTF-8, or blank
 };
 
 #endif  // KAV_EPUB_SERVICE_KAV_RESULT_H_

@@ -9,6 +9,7 @@
 #include "platform/tool/kav_tool.h"
 #include "service/kav_epub.h"
 #include "service/kav_result.h"
+#include "service/service_record.h"
 
 // The record is part of the binary interface: twelve pointers, no padding.
 static_assert(sizeof(TEpubService) == 12 * sizeof(void*), "TEpubService has twelve slots");
@@ -97,12 +98,13 @@ int Txt2Epub(const char* txtPath, const char* epubPath, const char* workDir, con
 
 int Mobi2Epub(const char* mobiPath, const char* epubPath, const char* workDir, void* user,
               ProgressCallback progress) {
-  // No checks here: every failure is the converter's own code.
-  EpubManagement* converter = new (std::nothrow) EpubManagement();
-  if (converter == nullptr) return KAV_ERR_FAILED;
-  int result = converter->Init(workDir, "", "");
-  if (result == KAV_OK) result = converter->Mobi2Epub(mobiPath, epubPath, user, progress);
-  return FinishConversion(converter, result);
+  return kav_convert::ConvertMobiBook(mobiPath, epubPath, workDir, false, user, progress);
+}
+
+// The record's Mobi2Epub once a host made the record accessible.
+int AccessibleMobi2Epub(const char* mobiPath, const char* epubPath, const char* workDir,
+                        void* user, ProgressCallback progress) {
+  return kav_convert::ConvertMobiBook(mobiPath, epubPath, workDir, true, user, progress);
 }
 
 }  // namespace
@@ -152,5 +154,15 @@ void FreeEpubService(TEpubService* record) {
   free(record->data);
   free(record);
 }
+
+namespace kav_service {
+
+void SetRecordAccessible(TEpubService* record, bool on) {
+  // The slot's signature carries no record, so the record's choice is which
+  // function its slot holds.
+  record->Mobi2Epub = on ? AccessibleMobi2Epub : Mobi2Epub;
+}
+
+}  // namespace kav_service
 
 char* GetEpubCopyright(void) { return strdup(kCopyright); }

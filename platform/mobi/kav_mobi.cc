@@ -93,6 +93,15 @@ int GetToc(void* handle, TMobiTocEntry** entries, size_t* count, size_t* flawed)
 
 }  // namespace
 
+char* KavMobiGetLanguage(TMobiService* service) {
+  if (service == nullptr || service->handle == nullptr) return nullptr;
+  try {
+    return BookOf(service->handle)->Language();
+  } catch (...) {
+    return nullptr;
+  }
+}
+
 TMobiService* CreateMobiService(void) {
   TMobiService* service = static_cast<TMobiService*>(calloc(1, sizeof(TMobiService)));
   if (service == nullptr) return nullptr;

@@ -62,6 +62,10 @@ typedef struct TMobiService {
 
 __attribute__((visibility("default"))) TMobiService* CreateMobiService(void);
 __attribute__((visibility("default"))) void FreeMobiService(TMobiService* service);
+// The language the open book declares (EXTH 524, else its header's locale),
+// as libmobi spells it ("en-us"), malloc'ed; null when it declares none or
+// no book is open. Not a slot of the record, which keeps its layout.
+__attribute__((visibility("default"))) char* KavMobiGetLanguage(TMobiService* service);
 
 #ifdef __cplusplus
 }

@@ -218,6 +218,10 @@ char* MobiBook::Author() const {
   return IsOpen() ? TextOrEmpty(mobi_meta_get_author(data_)) : nullptr;
 }
 
+char* MobiBook::Language() const {
+  return IsOpen() ? mobi_meta_get_language(data_) : nullptr;
+}
+
 char* MobiBook::CoverFileName() const {
   if (!IsOpen()) return nullptr;
   // The cover is not referenced from the text; the header's cover offset

@@ -44,6 +44,9 @@ class MobiBook {
   // title or author gives "".
   char* Title() const;
   char* Author() const;
+  // malloc'ed language the book declares (EXTH 524, else the header's
+  // locale), as libmobi spells it ("en-us"); null when it declares none.
+  char* Language() const;
   // malloc'ed name of the cover picture as ExtractHtml writes it; null when
   // the book names no cover or the named resource is not a picture.
   char* CoverFileName() const;

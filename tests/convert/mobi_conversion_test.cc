@@ -16,13 +16,15 @@ struct Script {
   int openResult = 0;
   const char *title = "Stand-in Title", *cover = "cover.png";
   bool writeCover = true;
+  const char *language = nullptr, *text = "One.";  // the declared language and the words
   int created = 0, closed = 0, freed = 0;  // the calls seen
 } script;
 
 int Open(void*, const char*) { return script.openResult; }
 void Close(void*) { ++script.closed; }
 int ExtractHtml(void*, const char* path) {
-  kavtest::WriteFile(path, "<html><head><title>t</title></head><body><p>One.</p></body></html>");
+  kavtest::WriteFile(path, std::string("<html><head><title>t</title></head><body><p>") +
+                               script.text + "</p></body></html>");
   std::string dir(path, strrchr(path, '/') + 1);
   if (script.cover != nullptr && script.writeCover) kavtest::WriteFile(dir + script.cover, "PNG");
   return 0;
@@ -76,6 +78,34 @@ TEST_F(MobiConversionTest, ConvertsWithSixReportsReleasingTheReaderBeforeTheImpo
   }
 }
 
+// An accessible book's pages are in the language the book declares, written
+// as BCP 47 writes it, else in the one its text is guessed to be in.
+TEST_F(MobiConversionTest, AccessibleBooksTakeTheDeclaredLanguageElseAGuess) {
+  const struct {
+    const char *declared, *text, *language;
+  } cases[] = {
+      {"en-us", "One.", "en-US"},
+      {"de", "从前有一座山，山上有一座庙。", "de"},
+      {nullptr, "从前有一座山，山上有一座庙。", "zh"},
+      {"not a tag", "从前有一座山，山上有一座庙。", "zh"},
+  };
+  for (const auto& c : cases) {
+    Script next;
+    next.language = c.declared;
+    next.text = c.text;
+    script = next;
+    EpubManagement converter;
+    converter.Init(tmp.path().c_str(), "", "");
+    ASSERT_CODE(KAV_OK, converter.Mobi2Epub("b.mobi", epub.c_str(), nullptr, nullptr, true));
+    converter.ClearData();
+    std::string page;
+    for (const auto& entry : kavtest::ReadZip(epub))
+      if (entry.name == "OEBPS/page-1.html") page = entry.data;
+    EXPECT_NE(std::string::npos, page.find(std::string(" xml:lang=\"") + c.language + "\""))
+        << c.language << page;
+  }
+}
+
 TEST_F(MobiConversionTest, FailuresBeforeTheFirstReport) {
   ProgressLog log;
   EXPECT_CODE(KAV_ERR_NO_OUTPUT_DIR, Convert(Script(), &log, (tmp / "missing/book.epub").c_str()));
@@ -102,6 +132,10 @@ TMobiService* CreateMobiService(void) {
   ++script.created;
   return new TMobiService{nullptr, Open,    Close,      ExtractHtml, GetTitle, GetTitle,
                           GetCover, SetReadToc, GetToc,     FreeToc};
+}
+
+char* KavMobiGetLanguage(TMobiService*) {
+  return script.language != nullptr ? strdup(script.language) : nullptr;
 }
 
 void FreeMobiService(TMobiService* service) {

@@ -138,6 +138,7 @@ TEST_F(Cli, ShortFormPicksTheCommandFromTheInputAndNamesTheBookAfterIt) {
       {"in/almanac.PRC -q", "in/almanac.epub", almanac},
       {"in/mobi.txt m.epub", "m.epub", almanac},
       {"-o named in/noname", "named", almanac},
+      {"in/page.htm", "in/page.epub", "page"},  // a page without <title>: its file's name
       {"in/page.htm --title P", "in/page.epub", "P"}};
   for (const auto& [arguments, book, title] : runs) {
     std::string output;

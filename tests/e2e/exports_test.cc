@@ -25,7 +25,7 @@ TEST(Exports, OnlyTheInterfaceIsExported) {
       R"(^Kav(OptionsCreate|OptionsFree|OptionsSet|EpubSetLanguage|EpubSetPageHeading|)"
       R"(EpubSetPageListed|EpubSetAccessible|EpubConvertText|EpubConvertMobi|CheckChapterPattern|)"
       R"(IsChapterHeading|GuessLanguage|HtmlTitle|HtmlTitleIn|CheckTextEncoding|)"
-      R"(EpubSetHtmlEncoding)$|)"
+      R"(EpubSetHtmlEncoding|EpubSetImageCaption|HtmlBookTitle)$|)"
       R"(^(EpubBase|EpubManagement|XMLFile|XMLBase)::|)"
       R"(^(typeinfo|typeinfo name|vtable) for XMLBase$|)"
       R"(^(GetPageNumForTXT|CopyFile|CopyFileOrDir|MoveDir|GetFileOrDirFromPath|CreateFile)\()");

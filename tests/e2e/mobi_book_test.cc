@@ -22,9 +22,13 @@ using kave2e::XPathTexts;
 
 const std::string kFixtures = "tests/data/mobi/";
 
-int Convert(const std::string& mobi, const kavtest::TempDir& dir, const std::string& epub) {
+int Convert(const std::string& mobi, const kavtest::TempDir& dir, const std::string& epub,
+            bool accessible = false) {
   kavtest::MakeDirs(dir / "work");
   TEpubService* service = CreateEpubService();
+  if (accessible) {
+    EXPECT_EQ(0, KavEpubSetAccessible(service, 1));
+  }
   const int code =
       service->Mobi2Epub(mobi.c_str(), epub.c_str(), (dir / "work").c_str(), nullptr, nullptr);
   FreeEpubService(service);
@@ -144,6 +148,34 @@ TEST_P(MobiBook, ConvertsWithItsTitleCoverAndPicturesIntoACheckedBook) {
       expected.push_back("s" + std::to_string(n));
     EXPECT_TRUE(numbered == expected) << numbered.size() << " of " << expected.size();
   }
+
+  // The same book made accessible: every page in the book's language (the
+  // one its header declares) with a title of its own, the KF8 books' alt
+  // texts carried over (calibre's MOBI 6 keeps none), imported content's
+  // hazard not judged, and the summary whole.
+  ASSERT_CODE(0, Convert(kFixtures + GetParam() + ".mobi", dir, epub, true));
+  book = kave2e::ReadBook(epub);
+  const std::string& accessible = book["OEBPS/content.opf"].data;
+  EXPECT_EQ(Strings{"en"}, XPathTexts(accessible, "//dc:language"));
+  for (const auto& [name, entry] : book) {
+    if (name.size() < 5 || name.compare(name.size() - 5, 5, ".html") != 0) continue;
+    const Strings access = XPathTexts(entry.data, "/x:html/@xml:lang | //x:title");
+    ASSERT_EQ(2u, access.size()) << name;
+    EXPECT_EQ("en", access[0]) << name;
+    const std::string stem = name.substr(6, name.size() - 11);  // OEBPS/stem.html
+    EXPECT_NE(stem, access[1]) << "a title of its own, not the file's name";
+  }
+  const bool described = GetParam() == "lantern_kf8" || GetParam() == "lantern_joint";
+  const Strings summary =
+      XPathTexts(accessible, "//opf:meta[@name='schema:accessibilitySummary']/@content");
+  ASSERT_EQ(1u, summary.size());
+  EXPECT_EQ(described, summary[0].find("3 pictures, 2 of them with a description") !=
+                           std::string::npos)
+      << summary[0];
+  EXPECT_EQ("claimed.", summary[0].substr(summary[0].size() - 8));
+  EXPECT_EQ(Strings{"unknown"},
+            XPathTexts(accessible, "//opf:meta[@name='schema:accessibilityHazard']/@content"));
+  // epubcheck reads the accessible book, which holds the plain one and more.
   Strings allowed = {"HTM-004", "NCX-001", "OPF-085"};
   if (!hasCover) allowed.push_back("RSC-005");
   kave2e::ExpectOnlyFindings(epub, allowed);

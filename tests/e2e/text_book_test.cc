@@ -248,6 +248,8 @@ TEST_F(TextBook, ExtensionCallsGiveTheirCodes) {
   // Page settings on a record: no book, no page, then a page of each kind.
   TEpubService* service = CreateEpubService();
   EXPECT_EQ(KAV_ERR_NO_BUILDER, KavEpubSetPageHeading(service, "x"));
+  EXPECT_EQ(KAV_ERR_NO_BUILDER, KavEpubSetImageCaption(service, "x"));
+  const char* picture = "tests/data/mobi/src/figure1.png";
   ASSERT_EQ(KAV_OK, service->InitEpub(service->data, dir_.path().c_str(), "T", "A"));
   const std::tuple<int, int> paged[] = {
       {KAV_ERR_NO_OPEN_PAGE, KavEpubSetPageHeading(service, "x")},
@@ -257,6 +259,11 @@ TEST_F(TextBook, ExtensionCallsGiveTheirCodes) {
       {KAV_OK, KavEpubSetLanguage(service, "de-CH")},
       {KAV_OK, service->StartPage(service->data)},
       {KAV_OK, service->AddTextLineToPage(service->data, "Text first.\n")},
+      {KAV_ERR_BAD_CAPTION, KavEpubSetImageCaption(service, "a\x01 lamp")},
+      {KAV_ERR_BAD_CAPTION, KavEpubSetImageCaption(service, " \t\n")},
+      {KAV_ERR_BAD_CAPTION, KavEpubSetImageCaption(service, "l\xE4mp")},  // Latin-1
+      {KAV_OK, KavEpubSetImageCaption(service, "A <b>lamp</b> &amp; \"wick\",\n lit")},
+      {KAV_OK, service->AddImageToPage(service->data, picture)},
       {KAV_OK, KavEpubSetPageHeading(service, "Draft")},
       {KAV_OK, KavEpubSetPageHeading(service, "Tom & Jerry")},  // replaces
       {KAV_OK, service->EndPage(service->data)},
@@ -265,13 +272,16 @@ TEST_F(TextBook, ExtensionCallsGiveTheirCodes) {
       {KAV_OK, service->EndPage(service->data)},
       {KAV_OK, service->StartPage(service->data)},  // the second point, by number
       {KAV_OK, service->EndPage(service->data)},
+      {KAV_OK, KavEpubSetImageCaption(service, "Again")},
+      {KAV_ERR_MISSING, service->AddImageToEpub(service->data, "missing.png")},  // used up
+      {KAV_OK, service->AddImageToEpub(service->data, picture)},
       {KAV_OK, service->GenerateEpub(service->data, epub_.c_str())},
   };
   for (size_t i = 0; i < std::size(paged); ++i)
     EXPECT_EQ(std::get<0>(paged[i]), std::get<1>(paged[i])) << i;
   FreeEpubService(service);
   auto book = kave2e::ReadBook(epub_);
-  EXPECT_EQ((Strings{"Tom & Jerry", "2"}),
+  EXPECT_EQ((Strings{"Tom & Jerry", "2", "3"}),  // the picture's page is the third point
             kave2e::XPathTexts(book["OEBPS/toc.ncx"].data, "//ncx:navLabel"));
   EXPECT_EQ((Strings{"Tom & Jerry"}),
             kave2e::XPathTexts(book["OEBPS/page-1.html"].data, "//x:body/*[1]"));
@@ -282,6 +292,16 @@ TEST_F(TextBook, ExtensionCallsGiveTheirCodes) {
             kave2e::XPathTexts(book["OEBPS/page-1.html"].data, access));
   EXPECT_EQ((Strings{"de-CH", "T, page 3"}),
             kave2e::XPathTexts(book["OEBPS/page-3.html"].data, access));
+  // A caption is the picture's alt text, markup kept as text; the one a
+  // failed call used up describes no later picture.
+  EXPECT_EQ((Strings{"A <b>lamp</b> &amp; \"wick\", lit", ""}),
+            (Strings{kave2e::XPathTexts(book["OEBPS/page-1.html"].data, "//x:img/@alt").at(0),
+                     kave2e::XPathTexts(book["OEBPS/page-4.html"].data, "//x:img/@alt").at(0)}));
+  const Strings said = kave2e::XPathTexts(
+      book["OEBPS/content.opf"].data,
+      "//opf:meta[@content='alternativeText' or @name='schema:accessibilitySummary']/@content");
+  ASSERT_EQ(1u, said.size()) << "not every picture is described";
+  EXPECT_NE(std::string::npos, said[0].find("2 pictures, 1 of them with a description"));
 }
 
 }  // namespace

@@ -130,12 +130,16 @@ class KavEpubTest(unittest.TestCase):
                 service.start_page()
                 service.add_text_line("Bonjour.\n")
                 if heading:
+                    service.set_image_caption("Une lampe <allum\u00e9e>")
+                    service.add_image_to_page(self.picture)
                     service.set_page_heading(heading)
                 else:
                     service.set_page_listed(False)
                 service.end_page()
             service.generate_epub(self.epub)
         self.assertIn("<h2>Ouverture</h2>", self.page("OEBPS/page-1.html"))
+        self.assertIn('alt="Une lampe &lt;allum\u00e9e&gt;"', self.page("OEBPS/page-1.html"))
+        self.assertEqual("book", kav_epub.html_book_title(self.txt))  # no <title>: the name
         self.assertEqual(1, self.page("OEBPS/toc.ncx").count("<navPoint"))
         self.assertIn("<dc:language>fr</dc:language>", self.page("OEBPS/content.opf"))
 
