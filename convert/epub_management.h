@@ -12,6 +12,13 @@ class EpubBase;
 // Converts a whole file into a book in one call, reporting progress. Calling
 // order: Init, then TXT2Epub or Mobi2Epub (when Init returned 0), then
 // ClearData always. Owns its builder.
+// How accessible a MOBI conversion makes its book: not at all, or as
+// KavEpubSetAccessible does, with a host's conformance claim (none: "").
+struct MobiAccess {
+  bool on = false;
+  std::string conformsTo;
+};
+
 class KAV_EXPORT EpubManagement {
  public:
   EpubManagement();
@@ -32,18 +39,19 @@ class KAV_EXPORT EpubManagement {
   // The same; accessible makes it an accessible book (KavEpubSetAccessible):
   // the language its MOBI header declares, else one guessed from its text.
   int Mobi2Epub(const char* mobiPath, const char* epubPath, void* user, ProgressCallback progress,
-                bool accessible);
+                const MobiAccess& access);
   // The same in pages of at most 256 KB, with the book's own table of
   // contents (TMobiService's GetToc) nested in the navigation document;
   // *tocFlaws (may be null) receives GetToc's count of flaws.
   int MobiPages2Epub(const char* mobiPath, const char* epubPath, void* user,
-                     ProgressCallback progress, bool accessible, size_t* tocFlaws);
+                     ProgressCallback progress, const MobiAccess& access,
+                     size_t* tocFlaws);
   // Deletes the builder's working files and the scratch directory.
   int ClearData();
 
  private:
   int ConvertMobi(const char* mobiPath, const char* epubPath, void* user,
-                  ProgressCallback progress, bool pages, bool accessible,
+                  ProgressCallback progress, bool pages, const MobiAccess& access,
                   size_t* tocFlaws);
   EpubBase* epub;
   std::string workDir;

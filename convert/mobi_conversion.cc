@@ -162,23 +162,24 @@ std::string BookLanguage(TMobiService* service, const std::string& htmlPath) {
 
 int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* user,
                               ProgressCallback progress) {
-  return ConvertMobi(mobiPath, epubPath, user, progress, false, false, nullptr);
+  return ConvertMobi(mobiPath, epubPath, user, progress, false, MobiAccess(), nullptr);
 }
 
 int EpubManagement::Mobi2Epub(const char* mobiPath, const char* epubPath, void* user,
-                              ProgressCallback progress, bool accessible) {
-  return ConvertMobi(mobiPath, epubPath, user, progress, false, accessible, nullptr);
+                              ProgressCallback progress, const MobiAccess& access) {
+  return ConvertMobi(mobiPath, epubPath, user, progress, false, access, nullptr);
 }
 
 int EpubManagement::MobiPages2Epub(const char* mobiPath, const char* epubPath, void* user,
-                                   ProgressCallback progress, bool accessible,
+                                   ProgressCallback progress, const MobiAccess& access,
                                    size_t* tocFlaws) {
-  return ConvertMobi(mobiPath, epubPath, user, progress, true, accessible, tocFlaws);
+  return ConvertMobi(mobiPath, epubPath, user, progress, true, access, tocFlaws);
 }
 
 int EpubManagement::ConvertMobi(const char* mobiPath, const char* epubPath, void* user,
-                                ProgressCallback progress, bool pages, bool accessible,
+                                ProgressCallback progress, bool pages, const MobiAccess& access,
                                 size_t* tocFlaws) {
+  const bool accessible = access.on;
   if (tocFlaws != nullptr) *tocFlaws = 0;
   char* outputDir = KavGetRunDirectory(epubPath);
   int outputDirExists = KavIsFileOrDirExists(outputDir);
@@ -221,6 +222,11 @@ int EpubManagement::ConvertMobi(const char* mobiPath, const char* epubPath, void
   free(title);
   free(bookAuthor);
   if (result == KAV_OK && accessible) result = epub->SetAccessible(true);
+  if (result == KAV_OK && accessible && !access.conformsTo.empty()) {
+    kav_builder::BookAccess book = kav_builder::BookAccessOf(epub);
+    book.conformsTo = access.conformsTo;
+    kav_builder::SetBookAccess(epub, book);
+  }
   if (result == KAV_OK && accessible) {
     result = epub->SetLanguage(BookLanguage(service, htmlPath).c_str());
   }
@@ -264,7 +270,9 @@ int ConvertMobiBook(const char* mobiPath, const char* epubPath, const char* work
   if (converter == nullptr) return KAV_ERR_FAILED;
   int result = converter->Init(workDir, "", "");
   if (result == KAV_OK) {
-    result = converter->Mobi2Epub(mobiPath, epubPath, user, progress, accessible);
+    MobiAccess access;
+    access.on = accessible;
+    result = converter->Mobi2Epub(mobiPath, epubPath, user, progress, access);
   }
   // The converter's scratch files always go, whatever the conversion gave.
   converter->ClearData();

@@ -159,15 +159,17 @@ int KavEpubConvertMobi(const char* mobiPath, const char* epubPath, const char* w
                        size_t* tocFlaws) {
   if (tocFlaws != nullptr) *tocFlaws = 0;
   const bool pages = options == nullptr || options->Get("mobi-layout", "pages") == "pages";
-  const bool accessible = options != nullptr && options->Get("accessibility", "off") == "on";
+  MobiAccess access;
+  access.on = options != nullptr && options->Get("accessibility", "off") == "on";
+  if (access.on) access.conformsTo = options->Get("conforms-to", "");
   // As the service record's Mobi2Epub runs it.
   EpubManagement* converter = new (std::nothrow) EpubManagement();
   if (converter == nullptr) return KAV_ERR_FAILED;
   int result = converter->Init(workDir, "", "");
   if (result == KAV_OK) {
-    result = pages ? converter->MobiPages2Epub(mobiPath, epubPath, user, progress, accessible,
+    result = pages ? converter->MobiPages2Epub(mobiPath, epubPath, user, progress, access,
                                                tocFlaws)
-                   : converter->Mobi2Epub(mobiPath, epubPath, user, progress, accessible);
+                   : converter->Mobi2Epub(mobiPath, epubPath, user, progress, access);
   }
   converter->ClearData();
   delete converter;

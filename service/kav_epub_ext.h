@@ -143,6 +143,8 @@ KAV_EXPORT int KavEpubConvertText(const char* txtPath, const char* epubPath, con
      accessibility  "on": an accessible book as KavEpubSetAccessible makes
                   it (the language the MOBI book declares, else a guess
                   from its text) [off]
+     conforms-to  with accessibility on, the book's conformance claim, as
+                  for KavEpubConvertText [none]
    Progress as Mobi2Epub reports it. *tocFlaws (may be null) receives how
    many entries of the book's own table of contents could not be used as
    they are (0 for a sound table and for "single"): entries whose place is

@@ -96,11 +96,19 @@ TEST_F(MobiConversionTest, AccessibleBooksTakeTheDeclaredLanguageElseAGuess) {
     script = next;
     EpubManagement converter;
     converter.Init(tmp.path().c_str(), "", "");
-    ASSERT_CODE(KAV_OK, converter.Mobi2Epub("b.mobi", epub.c_str(), nullptr, nullptr, true));
+    MobiAccess access;
+    access.on = true;
+    access.conformsTo = "EPUB Accessibility 1.1";  // a host's claim is carried
+    ASSERT_CODE(KAV_OK, converter.Mobi2Epub("b.mobi", epub.c_str(), nullptr, nullptr, access));
     converter.ClearData();
-    std::string page;
-    for (const auto& entry : kavtest::ReadZip(epub))
+    std::string page, opf;
+    for (const auto& entry : kavtest::ReadZip(epub)) {
       if (entry.name == "OEBPS/page-1.html") page = entry.data;
+      if (entry.name == "OEBPS/content.opf") opf = entry.data;
+    }
+    EXPECT_NE(std::string::npos,
+              opf.find("name=\"dcterms:conformsTo\" content=\"EPUB Accessibility 1.1\""))
+        << opf;
     EXPECT_NE(std::string::npos, page.find(std::string(" xml:lang=\"") + c.language + "\""))
         << c.language << page;
   }
