@@ -20,6 +20,21 @@ def measure(command, env=None):
     return float(out[0]), int(out[1]) / 1024
 
 
+# As _PROBE, with the processor time (user + system), which the other jobs
+# of a shared machine disturb less than the wall time.
+_TIMES_PROBE = ("import resource,subprocess,sys,time;s=time.perf_counter();"
+                "subprocess.run(sys.argv[1:],check=True,stdout=subprocess.DEVNULL);"
+                "u=resource.getrusage(resource.RUSAGE_CHILDREN);"
+                "print(time.perf_counter()-s, u.ru_utime+u.ru_stime, u.ru_maxrss)")
+
+
+def measure_times(command):
+    """(wall seconds, processor seconds, peak MB) of one run of command."""
+    out = subprocess.run([sys.executable, "-c", _TIMES_PROBE] + command, check=True,
+                         capture_output=True, text=True).stdout.split()
+    return float(out[0]), float(out[1]), int(out[2]) / 1024
+
+
 def zip_floor(epub, work):
     """Seconds that zip -r -6 takes to pack the unpacked book."""
     book_dir = os.path.join(work, "unpacked")

@@ -8,26 +8,11 @@ each, the wall and processor time and peak memory of both, the split's cost as r
 largest page. Usage: bench/split_bench.py [BUILD_DIR]
 """
 import os
-import subprocess
 import sys
 import tempfile
 import zipfile
 
 import benchlib
-
-# One run in a fresh child: wall seconds, processor seconds (user + system,
-# which the other jobs of a shared machine disturb less) and peak KB.
-_PROBE = ("import resource,subprocess,sys,time;s=time.perf_counter();"
-          "subprocess.run(sys.argv[1:],check=True,stdout=subprocess.DEVNULL);"
-          "u=resource.getrusage(resource.RUSAGE_CHILDREN);"
-          "print(time.perf_counter()-s, u.ru_utime+u.ru_stime, u.ru_maxrss)")
-
-
-def measure(command):
-    """(wall seconds, processor seconds, peak MB) of one run of command."""
-    out = subprocess.run([sys.executable, "-c", _PROBE] + command, check=True,
-                         capture_output=True, text=True).stdout.split()
-    return float(out[0]), float(out[1]), int(out[2]) / 1024
 
 PAGE_BYTES = 5 << 20
 LIMIT = 256 * 1024
@@ -74,7 +59,7 @@ def main():
         results = {}
         for mode in ("whole", "split", "whole", "split", "whole", "split"):
             epub = os.path.join(tmp, mode + ".epub")
-            run = measure([tool, mode, page, work, epub])
+            run = benchlib.measure_times([tool, mode, page, work, epub])
             best = results.get(mode, run)
             results[mode] = tuple(min(a, b) for a, b in zip(best, run))
         with zipfile.ZipFile(os.path.join(tmp, "split.epub")) as z:

@@ -2,6 +2,7 @@
 
 #include <libxml/xmlsave.h>
 
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -149,33 +150,42 @@ class Planner {
  public:
   Planner(xmlDoc* doc, size_t budget, size_t base) : doc_(doc), budget_(budget), base_(base) {}
 
-  // The saved size of node and its subtree, at most; memoised for all.
-  // Notes the nodes that show nothing: blank text, and elements without
-  // attributes that hold only such nodes.
-  size_t Measure(const xmlNode* node) {
-    size_t size = 0;
-    if (node->type == XML_ELEMENT_NODE) {
-      size = TagSize(node);
-      bool blank = node->properties == nullptr;
-      for (const xmlNode* child = node->children; child != nullptr; child = child->next) {
-        size += Measure(child);
-        blank = blank && blank_.count(child) != 0;
-      }
-      if (blank) blank_.insert(node);
-    } else if (node->type == XML_TEXT_NODE) {
-      size = EscapedSize(node->content, false);
-      if (IsBlankText(node)) blank_.insert(node);
-    } else {
-      // Rare kinds (entity references, instructions): written out to count.
-      xmlBuffer* buffer = xmlBufferCreate();
-      if (buffer != nullptr) {
-        int written = xmlNodeDump(buffer, doc_, const_cast<xmlNode*>(node), 0, 0);
-        size = written > 0 ? static_cast<size_t>(written) : 0;
-        xmlBufferFree(buffer);
-      }
+  ~Planner() {
+    Release([](xmlNode*) {});
+  }
+
+  // Measures every node below top (body; its own size is never asked
+  // for): the saved size of the node and its subtree, at most, is kept in
+  // the node's _private (which nothing else on this path uses) until
+  // Release, with what else the plan needs to know of the node: whether
+  // it shows nothing (blank text, or an element without attributes that
+  // holds only such nodes), starts a page, or holds a node that does.
+  // visit sees each node first, in document order.
+  template <typename Visit>
+  void Measure(xmlNode* top, Visit&& visit) {
+    measured_ = top;
+    for (xmlNode* child = top->children; child != nullptr; child = child->next) {
+      Note(child, visit);
     }
-    sizes_[node] = size;
-    return size;
+  }
+
+  // Clears the _private of every measured node; visit sees each first,
+  // in document order.
+  template <typename Visit>
+  void Release(Visit&& visit) {
+    xmlNode* top = measured_;
+    if (top == nullptr) return;
+    measured_ = nullptr;
+    for (xmlNode* node = top->children; node != nullptr;) {
+      visit(node);
+      node->_private = nullptr;
+      if (node->children != nullptr && node->type == XML_ELEMENT_NODE) {
+        node = node->children;
+        continue;
+      }
+      while (node != top && node->next == nullptr) node = node->parent;
+      node = node == top ? nullptr : node->next;
+    }
   }
 
   // A page starts at the unit holding target: of the highest node on
@@ -191,9 +201,10 @@ class Planner {
       at = way[i];
       if (i == 0 || KindOf(at) == Kind::kWhole) break;
     }
-    forced_.insert(at);
+    Mark(at, kForced);
     for (xmlNode* up = at->parent; up != nullptr && up != body; up = up->parent) {
-      if (!holdsForced_.insert(up).second) break;
+      if (Has(up, kHolds)) break;
+      Mark(up, kHolds);
     }
   }
 
@@ -206,6 +217,51 @@ class Planner {
   const std::vector<xmlNode*>& cuts() const { return cuts_; }
 
  private:
+  static constexpr uintptr_t kBlank = 1;
+  static constexpr uintptr_t kForced = 2;  // a page starts at the node
+  static constexpr uintptr_t kHolds = 4;   // a node below starts a page
+  static constexpr int kFlagBits = 3;
+
+  static uintptr_t Packed(const xmlNode* node) {
+    return reinterpret_cast<uintptr_t>(node->_private);
+  }
+  static size_t SizeOf(const xmlNode* node) { return Packed(node) >> kFlagBits; }
+  static bool Has(const xmlNode* node, uintptr_t flag) { return (Packed(node) & flag) != 0; }
+  static void Mark(xmlNode* node, uintptr_t flag) {
+    node->_private = reinterpret_cast<void*>(Packed(node) | flag);
+  }
+
+  // Measures node and its subtree; what node's _private now holds.
+  template <typename Visit>
+  uintptr_t Note(xmlNode* node, Visit& visit) {
+    visit(node);
+    size_t size = 0;
+    bool blank = false;
+    if (node->type == XML_ELEMENT_NODE) {
+      size = TagSize(node);
+      blank = node->properties == nullptr;
+      for (xmlNode* child = node->children; child != nullptr; child = child->next) {
+        const uintptr_t packed = Note(child, visit);
+        size += packed >> kFlagBits;
+        blank = blank && (packed & kBlank) != 0;
+      }
+    } else if (node->type == XML_TEXT_NODE) {
+      size = EscapedSize(node->content, false);
+      blank = IsBlankText(node);
+    } else {
+      // Rare kinds (entity references, instructions): written out to count.
+      xmlBuffer* buffer = xmlBufferCreate();
+      if (buffer != nullptr) {
+        int written = xmlNodeDump(buffer, doc_, node, 0, 0);
+        size = written > 0 ? static_cast<size_t>(written) : 0;
+        xmlBufferFree(buffer);
+      }
+    }
+    const uintptr_t packed = (static_cast<uintptr_t>(size) << kFlagBits) | (blank ? kBlank : 0);
+    node->_private = reinterpret_cast<void*>(packed);
+    return packed;
+  }
+
   // A page that would start where its parent allows no cut (at the first
   // child, or before the first row after a table's head) starts before the
   // parent.
@@ -241,10 +297,10 @@ class Planner {
       bool holds = false;
       xmlNode* element = nullptr;
       for (xmlNode* node = first; node != end; node = node->next) {
-        size += sizes_[node];
-        forced = forced || forced_.count(node) != 0;
-        holds = holds || holdsForced_.count(node) != 0;
-        blankUnit = blankUnit && blank_.count(node) != 0;
+        size += SizeOf(node);
+        forced = forced || Has(node, kForced);
+        holds = holds || Has(node, kHolds);
+        blankUnit = blankUnit && Has(node, kBlank);
         if (kind == Kind::kTable && node->type == XML_ELEMENT_NODE && !IsRowOrGroup(node)) {
           // A caption or a head goes with the first rows; the rows may be cut.
         } else if (node->type == XML_ELEMENT_NODE) {
@@ -263,10 +319,10 @@ class Planner {
         // the next page with it when the first cut inside lifts above it.
         size_t before = TagSize(element);
         xmlNode* node = first;
-        for (; node != element; node = node->next) before += sizes_[node];
+        for (; node != element; node = node->next) before += SizeOf(node);
         used_ += before;
         Fill(body, element, open + before);
-        for (node = element->next; node != end; node = node->next) used_ += sizes_[node];
+        for (node = element->next; node != end; node = node->next) used_ += SizeOf(node);
       } else {
         if (used_ + size > budget_) Cut(body, first, open);
         used_ += size;
@@ -282,10 +338,7 @@ class Planner {
   size_t base_;
   size_t used_ = 0;
   bool empty_ = true;
-  std::unordered_map<const xmlNode*, size_t> sizes_;
-  std::unordered_set<const xmlNode*> blank_;
-  std::unordered_set<const xmlNode*> forced_;
-  std::unordered_set<const xmlNode*> holdsForced_;
+  xmlNode* measured_ = nullptr;
   std::vector<xmlNode*> cuts_;
 };
 
@@ -438,27 +491,21 @@ int SplitPage(xmlDoc* doc, const PageSplitInput& input,
   const size_t budget = input.maxPageBytes > base + 256 ? input.maxPageBytes - 256 : base;
 
   Planner planner(doc, budget, base);
-  planner.Measure(body);
   // Ids: where breaks are asked for, and (below) where links lead.
   std::vector<std::pair<xmlNode*, std::string>> owners;
   std::vector<std::pair<xmlNode*, std::string>> links;
   const std::string firstName = fileName(0);
-  for (xmlNode* node = body->children; node != nullptr;) {
-    if (node->type == XML_ELEMENT_NODE) {
-      std::string value;
-      if (GetAttrValue(node, "id", &value) && !value.empty()) owners.emplace_back(node, value);
-      if (NodeName(node) == "a" && GetAttrValue(node, "href", &value)) {
-        std::string id = FragmentId(value, firstName);
-        if (!id.empty()) links.emplace_back(node, id);
-      }
+  planner.Measure(body, [&owners, &links, &firstName](xmlNode* node) {
+    if (node->type != XML_ELEMENT_NODE) return;
+    std::string value;
+    if (GetAttrValue(node, "id", &value) && !value.empty()) {
+      owners.emplace_back(node, std::move(value));
     }
-    if (node->children != nullptr && node->type == XML_ELEMENT_NODE) {
-      node = node->children;
-      continue;
+    if (NodeName(node) == "a" && GetAttrValue(node, "href", &value)) {
+      std::string id = FragmentId(value, firstName);
+      if (!id.empty()) links.emplace_back(node, std::move(id));
     }
-    while (node != body && node->next == nullptr) node = node->parent;
-    node = node == body ? nullptr : node->next;
-  }
+  });
   for (const auto& owner : owners) {
     if (input.breakIds.count(owner.second) != 0) targets.push_back(owner.first);
   }
@@ -467,41 +514,39 @@ int SplitPage(xmlDoc* doc, const PageSplitInput& input,
   const std::vector<xmlNode*>& cuts = planner.cuts();
   const size_t count = cuts.size() + 1;
 
-  // The page of every node, in document order: a cut starts the next one.
-  std::unordered_map<const xmlNode*, size_t> pageOf;
-  std::unordered_set<const xmlNode*> wanted;
-  for (const auto& owner : owners) wanted.insert(owner.first);
-  for (const auto& link : links) wanted.insert(link.first);
-  {
-    size_t page = 0;
-    size_t nextCut = 0;
-    for (xmlNode* node = body->children; node != nullptr;) {
-      if (nextCut < cuts.size() && node == cuts[nextCut]) {
-        ++page;
-        ++nextCut;
-      }
-      if (wanted.count(node) != 0) pageOf[node] = page;
-      if (node->children != nullptr && node->type == XML_ELEMENT_NODE) {
-        node = node->children;
-        continue;
-      }
-      while (node != body && node->next == nullptr) node = node->parent;
-      node = node == body ? nullptr : node->next;
+  // The page of every id owner and link, seen in the order they were
+  // found: a cut starts the next page.
+  std::vector<size_t> ownerPage(owners.size());
+  std::vector<size_t> linkPage(links.size());
+  size_t onPage = 0;
+  size_t nextCut = 0;
+  size_t nextOwner = 0;
+  size_t nextLink = 0;
+  planner.Release([&](xmlNode* node) {
+    if (nextCut < cuts.size() && node == cuts[nextCut]) {
+      ++onPage;
+      ++nextCut;
     }
-  }
+    if (nextOwner < owners.size() && owners[nextOwner].first == node) {
+      ownerPage[nextOwner++] = onPage;
+    }
+    if (nextLink < links.size() && links[nextLink].first == node) linkPage[nextLink++] = onPage;
+  });
   std::unordered_map<std::string, size_t> idPage;
-  for (const auto& owner : owners) idPage.emplace(owner.second, pageOf[owner.first]);
-  for (const auto& link : links) {
+  idPage.reserve(owners.size());
+  for (size_t i = 0; i < owners.size(); ++i) idPage.emplace(owners[i].second, ownerPage[i]);
+  for (size_t i = 0; i < links.size(); ++i) {
+    const auto& link = links[i];
     auto found = idPage.find(link.second);
     if (found == idPage.end()) continue;  // left as the clean-up left it
-    const std::string href = found->second == pageOf[link.first]
+    const std::string href = found->second == linkPage[i]
                                  ? "#" + link.second
                                  : fileName(found->second) + "#" + link.second;
     XmlString name("href");
     XmlString value(href.c_str());
     xmlSetProp(link.first, name.get(), value.get());
   }
-  if (pageOfId != nullptr) *pageOfId = idPage;
+  if (pageOfId != nullptr) *pageOfId = std::move(idPage);
 
   // Each page in turn takes the content before the next cut into a copy of
   // body; an element the cut passes through is copied too, its first part
