@@ -18,7 +18,6 @@ other jobs, and the ratios are taken from the processor time.
 Usage: [TMPDIR=DIR] bench/repair_bench.py [BUILD_DIR]
 """
 import os
-import subprocess
 import sys
 import tempfile
 
@@ -29,18 +28,10 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."
 import mobi_writer  # noqa: E402  (tests/data/mobi/mobi_writer.py)
 
 
-# Runs the command in a fresh child: its processor time, wall time and peak.
-_PROBE = ("import resource,subprocess,sys,time;s=time.perf_counter();"
-          "subprocess.run(sys.argv[1:],check=True,stdout=subprocess.DEVNULL);"
-          "w=time.perf_counter()-s;u=resource.getrusage(resource.RUSAGE_CHILDREN);"
-          "print(u.ru_utime+u.ru_stime,w,u.ru_maxrss)")
-
-
 def measure(command):
     """(processor seconds, wall seconds, peak MB) of one run of command."""
-    out = subprocess.run([sys.executable, "-c", _PROBE] + command, check=True,
-                         capture_output=True, text=True).stdout.split()
-    return float(out[0]), float(out[1]), int(out[2]) / 1024
+    wall, seconds, peak = benchlib.measure_times(command)
+    return seconds, wall, peak
 
 
 def best(command, runs=3):
