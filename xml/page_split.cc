@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <unordered_set>
 #include <utility>
 
 #include "service/kav_result.h"
@@ -386,6 +387,27 @@ void InsertBefore(xmlNode* ref, xmlNode* node) {
   ref->prev = node;
 }
 
+// The markers in the order they are taken out: those outside body, the
+// latest listed first, then body's, the latest in a walk of it first.
+std::vector<xmlNode*> MarkersInOrder(xmlNode* body, const std::vector<xmlNode*>& markers) {
+  std::unordered_set<const xmlNode*> pending(markers.begin(), markers.end());
+  std::vector<xmlNode*> ordered;
+  ordered.reserve(markers.size());
+  for (xmlNode* node = body->children; node != nullptr && !pending.empty();) {
+    if (pending.erase(node) != 0) ordered.push_back(node);
+    if (node->children != nullptr) {
+      node = node->children;
+      continue;
+    }
+    while (node != body && node->next == nullptr) node = node->parent;
+    node = node == body ? nullptr : node->next;
+  }
+  for (xmlNode* marker : markers) {
+    if (pending.count(marker) != 0) ordered.push_back(marker);
+  }
+  return std::vector<xmlNode*>(ordered.rbegin(), ordered.rend());
+}
+
 // Takes a marker out, its content keeping its place, together with a div
 // that held nothing else (the clean-up wraps loose body content so). The
 // node that now stands where the marker stood, or null at the end.
@@ -472,11 +494,13 @@ int SplitPage(xmlDoc* doc, const PageSplitInput& input,
   std::vector<const xmlNode*> removed;
   MakeWellFormed(doc, &removed);
 
-  // Markers go first, the latest first: an earlier one's successor may be
-  // a later marker.
+  // Markers go first, the latest in the page first: an earlier one's
+  // successor may be a later marker. The clean-up lists them in the order it
+  // met them, which a page it had to rearrange need not keep, so the body's
+  // markers are put in its order (those outside it follow as listed).
   std::vector<xmlNode*> targets;
-  for (size_t i = input.markers.size(); i-- > 0;) {
-    xmlNode* after = RemoveMarker(body, input.markers[i]);
+  for (xmlNode* marker : MarkersInOrder(body, input.markers)) {
+    xmlNode* after = RemoveMarker(body, marker);
     if (after != nullptr) targets.push_back(after);
   }
 
