@@ -18,8 +18,10 @@ import sys
 import tempfile
 
 import benchlib
-import mobi_writer
 import txt_bench
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "data", "mobi"))
+import mobi_writer  # noqa: E402  (tests/data/mobi/mobi_writer.py)
 
 MOBI = os.path.join(os.path.dirname(__file__), "..", "tests", "data", "mobi", "large",
                     "pydocs_large_mobi6.mobi")

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "platform/mobi/html_scan.h"
 #include "platform/mobi/kf8_links.h"
@@ -233,10 +234,32 @@ size_t HeadingEnd(std::string_view html, size_t from, int level) {
   return npos;
 }
 
+// Anchors to put into a page: each text goes in before the byte at its
+// offset; offsets ascend.
+using Insertions = std::vector<std::pair<size_t, std::string>>;
+
+// html with the insertions made. The copy is sized once: a book's text is
+// the largest thing held at this point, and growing a second one by
+// doubling would hold nearly three times it.
+void Insert(const Insertions& insertions, std::string* html) {
+  if (insertions.empty()) return;
+  size_t size = html->size();
+  for (const auto& insertion : insertions) size += insertion.second.size();
+  std::string out;
+  out.reserve(size);
+  size_t copied = 0;
+  for (const auto& insertion : insertions) {
+    out.append(*html, copied, insertion.first - copied);
+    out += insertion.second;
+    copied = insertion.first;
+  }
+  out.append(*html, copied, std::string::npos);
+  *html = std::move(out);
+}
+
 BookToc HeadingToc(std::string* html) {
   BookToc toc;
-  std::string out;
-  size_t copied = 0;
+  Insertions anchors;
   std::vector<int> levels;  // the levels of the open entries above
   const std::string_view text = *html;
   for (size_t tag = text.find('<'); tag != npos; tag = text.find('<', tag + 1)) {
@@ -258,16 +281,12 @@ BookToc HeadingToc(std::string* html) {
     } else {
       // An anchor first inside the heading: it is where the heading is.
       anchor = "kavtoc" + std::to_string(toc.entries.size() + 1);
-      out.append(text.substr(copied, tagEnd - copied));
-      out += "<a id=\"" + anchor + "\"></a>";
-      copied = tagEnd;
+      anchors.emplace_back(tagEnd, "<a id=\"" + anchor + "\"></a>");
     }
     toc.entries.push_back({label, anchor, depth});
     tag = tagEnd - 1;
   }
-  if (toc.entries.empty()) return toc;
-  out.append(text.substr(copied));
-  *html = std::move(out);
+  Insert(anchors, html);
   return toc;
 }
 
@@ -284,13 +303,10 @@ BookToc PageBreakToc(std::string* html) {
   // The first page starts with the body's content.
   size_t body = FindStartTag(text, "body");
   size_t start = body == npos ? npos : TagEnd(text, body);
-  std::string out;
-  size_t copied = 0;
+  Insertions anchors;
   auto addAnchor = [&](size_t at) {
     const std::string anchor = "kavpage" + std::to_string(toc.entries.size() + 1);
-    out.append(text.substr(copied, at - copied));
-    out += "<div id=\"" + anchor + "\"></div>";
-    copied = at;
+    anchors.emplace_back(at, "<div id=\"" + anchor + "\"></div>");
     toc.entries.push_back({std::to_string(toc.entries.size() + 1), anchor, 1});
   };
   if (start != npos && start <= first) addAnchor(start);
@@ -307,8 +323,7 @@ BookToc PageBreakToc(std::string* html) {
     addAnchor(end);
     tag = end - 1;
   }
-  out.append(text.substr(copied));
-  *html = std::move(out);
+  Insert(anchors, html);
   return toc;
 }
 
