@@ -55,13 +55,14 @@ bool IsRowOrGroup(const xmlNode* node) {
   return node->type == XML_ELEMENT_NODE && (name == "tbody" || name == "tr");
 }
 
-// Whether a page may end just before child, a child of an element of kind.
-bool CutBefore(Kind kind, const xmlNode* child) {
+// Whether a page may end just before child, a child of an element of kind;
+// block tells a block element (the planner knows it of every node).
+bool CutBefore(Kind kind, const xmlNode* child, bool (*block)(const xmlNode*)) {
   const xmlNode* prev = child->prev;
   if (prev == nullptr) return false;
   switch (kind) {
     case Kind::kFlow:
-      return IsBlock(child) || IsBlock(prev);
+      return block(child) || block(prev);
     case Kind::kElements:
       if (child->type != XML_ELEMENT_NODE) return false;
       for (; prev != nullptr; prev = prev->prev) {
@@ -168,8 +169,8 @@ class Planner {
   // the node's _private (which nothing else on this path uses) until
   // Release, with what else the plan needs to know of the node: whether
   // it shows nothing (blank text, or an element without attributes that
-  // holds only such nodes), starts a page, or holds a node that does.
-  // visit sees each node first, in document order.
+  // holds only such nodes), is a block, starts a page, or holds a node
+  // that does. visit sees each node first, in document order.
   template <typename Visit>
   void Measure(xmlNode* top, Visit&& visit) {
     measured_ = top;
@@ -229,13 +230,15 @@ class Planner {
   static constexpr uintptr_t kBlank = 1;
   static constexpr uintptr_t kForced = 2;  // a page starts at the node
   static constexpr uintptr_t kHolds = 4;   // a node below starts a page
-  static constexpr int kFlagBits = 3;
+  static constexpr uintptr_t kBlock = 8;   // a block element
+  static constexpr int kFlagBits = 4;
 
   static uintptr_t Packed(const xmlNode* node) {
     return reinterpret_cast<uintptr_t>(node->_private);
   }
   static size_t SizeOf(const xmlNode* node) { return Packed(node) >> kFlagBits; }
   static bool Has(const xmlNode* node, uintptr_t flag) { return (Packed(node) & flag) != 0; }
+  static bool Block(const xmlNode* node) { return Has(node, kBlock); }
   static void Mark(xmlNode* node, uintptr_t flag) {
     node->_private = reinterpret_cast<void*>(Packed(node) | flag);
   }
@@ -266,7 +269,8 @@ class Planner {
         xmlBufferFree(buffer);
       }
     }
-    const uintptr_t packed = (static_cast<uintptr_t>(size) << kFlagBits) | (blank ? kBlank : 0);
+    const uintptr_t packed = (static_cast<uintptr_t>(size) << kFlagBits) | (blank ? kBlank : 0) |
+                             (IsBlock(node) ? kBlock : 0);
     node->_private = reinterpret_cast<void*>(packed);
     return packed;
   }
@@ -276,7 +280,7 @@ class Planner {
   // parent.
   static xmlNode* Lift(xmlNode* body, xmlNode* node) {
     while (node->parent != nullptr && node->parent != body &&
-           !CutBefore(KindOf(node->parent), node)) {
+           !CutBefore(KindOf(node->parent), node, Block)) {
       node = node->parent;
     }
     return node;
@@ -297,7 +301,7 @@ class Planner {
     while (first != nullptr) {
       // One unit: first up to the next place a page may end.
       xmlNode* end = first->next;
-      while (end != nullptr && !CutBefore(kind, end)) end = end->next;
+      while (end != nullptr && !CutBefore(kind, end, Block)) end = end->next;
       size_t size = 0;
       size_t elements = 0;
       bool blankOthers = true;
@@ -315,7 +319,7 @@ class Planner {
         } else if (node->type == XML_ELEMENT_NODE) {
           element = node;
           ++elements;
-        } else if (!IsBlankText(node)) {
+        } else if (!Has(node, kBlank)) {
           blankOthers = false;
         }
       }
