@@ -41,6 +41,8 @@ struct Tally {
   int skipped = 0;
   int interrupted = 0;
   std::vector<Failure> failures;
+  // Books made with a warning (a damaged table of contents), and what it said.
+  std::vector<Failure> warnings;
 };
 
 bool MakeDirs(const std::string& path) {
@@ -208,6 +210,10 @@ class Batch {
     }
     if (exitStatus == kExitOk) {
       ++tally->converted;
+      // A worker that succeeds writes only a warning, if anything.
+      const std::string label = "warning: ";
+      if (message.compare(0, label.size(), label) == 0) message.erase(0, label.size());
+      if (!message.empty()) tally->warnings.push_back({item.input, message});
     } else if (Interrupted() && (signal != 0 || exitStatus > 128)) {
       // Stopped with the batch; a worker stopped on its own is a failure.
       ++tally->interrupted;
@@ -235,6 +241,9 @@ void PrintSummary(const Tally& tally, bool interrupted) {
   printf("\n");
   for (const Failure& failure : tally.failures) {
     printf("failed: %s: %s\n", failure.input.c_str(), failure.reason.c_str());
+  }
+  for (const Failure& warning : tally.warnings) {
+    printf("warning: %s: %s\n", warning.input.c_str(), warning.reason.c_str());
   }
   fflush(stdout);
 }
