@@ -16,9 +16,11 @@ const char kMimetypeName[] = "mimetype";
 
 namespace {
 
-// libdeflate's level 6 makes books a little smaller than zlib's level 6
-// (the level of zip -6 and of libzip's own deflate), in well under its time.
-constexpr int kDeflateLevel = 6;
+// The lowest libdeflate level whose output is no larger than zlib's level 6
+// (the level of zip -6 and of libzip's own deflate), in less than its time.
+// Level 6 is as small on short files but falls behind on long ones: 3% on
+// 64 KB pages of plain prose, 5% on 256 KB pages.
+constexpr int kDeflateLevel = 7;
 
 // The time written into every entry: SOURCE_DATE_EPOCH when it is set, which
 // makes books reproducible byte for byte; empty otherwise, keeping each
