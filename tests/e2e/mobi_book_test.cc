@@ -228,7 +228,7 @@ INSTANTIATE_TEST_SUITE_P(Fixtures, MobiBook,
                          ::testing::Values("lantern_mobi6", "lantern_kf8", "lantern_joint",
                                            "plain_mobi6", "special_title_mobi6", "toc2_mobi6",
                                            "big_pagebreaks_mobi6", "no-ncx_mobi6",
-                                           "no-headings_mobi6", "toc2_kf8"));
+                                           "no-headings_mobi6", "toc2_kf8", "chapters_kf8"));
 
 // How many words of a stay in b, in order (longest common subsequence).
 size_t WordsKept(const Strings& a, const Strings& b) {

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Writes one of the MOBI 6 test books of this folder with mobi_writer.py:
+"""Writes one of the MOBI 6 and KF8 test books of this folder with
+mobi_writer.py:
     python3 make_books.py BOOK OUT.mobi
     python3 make_books.py BOOK --expect > OUT.expect
 (run from this folder; README.md lists the books). The .expect lines:
@@ -35,6 +36,9 @@ BOOK:
                   both sections; the NCX's 5 entries on two levels point
                   by fragment and offset (and text offset) at the headings,
                   kindle:pos links between the parts
+  chapters-kf8    KF8 like toc2-kf8, two parts: Test chapter 1 (h1), and
+                  Test chapter 2 (h1) holding Test subchapter 2-1 and 2-2
+                  (h2); an NCX of those 4 entries on two levels
 """
 import re
 import sys
@@ -131,23 +135,37 @@ def kf8_link(name):
     return '<a href="\x02%s\x02">%s</a>' % (name, name)
 
 
-def toc2_kf8():
-    """(bodies, NCX) of the KF8 twin of toc2: headings carry ids, the
-    marks are placed as in resolve(), links become kindle:pos links."""
+# Each KF8 book: its title and its headings in reading order, (label, level,
+# id, part); the first part ends with a contents paragraph of links to every
+# heading, the last part with links back to the first and third.
+KF8_BOOKS = {
+    "toc2-kf8": ("The Two Level Book",
+                 (("Chapter 1", 0, "c1", 0), ("Chapter 2", 0, "c2", 1),
+                  ("Section 2.1", 1, "s21", 1), ("Section 2.2", 1, "s22", 1),
+                  ("Chapter 3", 0, "c3", 2))),
+    "chapters-kf8": ("The Test Chapters",
+                     (("Test chapter 1", 0, "c1", 0), ("Test chapter 2", 0, "c2", 1),
+                      ("Test subchapter 2-1", 1, "s21", 1),
+                      ("Test subchapter 2-2", 1, "s22", 1))),
+}
+
+
+def kf8_book(toc):
+    """(bodies, NCX) of a KF8 book of the given headings: headings carry
+    ids, the marks are placed as in resolve(), links become kindle:pos
+    links."""
     text = Text()
-    ids = {"Chapter 1": "c1", "Chapter 2": "c2", "Section 2.1": "s21", "Section 2.2": "s22",
-           "Chapter 3": "c3"}
-    parts = [[], [], []]
-    for name, level in TOC2:
-        part = parts[int(name[8]) - 1] if name.startswith("Chapter") else parts[1]
-        part.append('\x01%s\x01<h%d id="%s">%s</h%d>' % (name, level + 1, ids[name], name,
+    parts = [[] for _ in range(toc[-1][3] + 1)]
+    for name, level, ident, number in toc:
+        part = parts[number]
+        part.append('\x01%s\x01<h%d id="%s">%s</h%d>' % (name, level + 1, ident, name,
                                                          level + 1))
         part.append(text.paragraphs(3))
-        if name == "Chapter 1":
-            part.append("<p>Contents: %s</p>" % ", ".join(kf8_link(n) for n, _ in TOC2))
-        if name == "Chapter 3":
-            part.append("<p>Back to %s and %s.</p>" % (kf8_link("Chapter 1"),
-                                                      kf8_link("Section 2.1")))
+        if name == toc[0][0]:
+            part.append("<p>Contents: %s</p>" % ", ".join(kf8_link(n) for n, *_ in toc))
+        if name == toc[-1][0]:
+            part.append("<p>Back to %s and %s.</p>" % (kf8_link(toc[0][0]),
+                                                      kf8_link(toc[2][0])))
     targets, bodies, links = {}, [], []
     for number, part in enumerate(parts):
         out = ""
@@ -169,8 +187,8 @@ def toc2_kf8():
                 break
     places, length = mobi_writer.kf8_layout(bodies)
     ncx = mobi_writer.ncx_from_headings(
-        [(n, places[targets[n][0]][0] + targets[n][1], level) for n, level in TOC2], length)
-    for entry, (name, _) in zip(ncx, TOC2):
+        [(n, places[targets[n][0]][0] + targets[n][1], level) for n, level, *_ in toc], length)
+    for entry, (name, *_) in zip(ncx, toc):
         entry.pos = targets[name]
     return bodies, ncx
 
@@ -187,9 +205,10 @@ def book(name):
         ncx = mobi_writer.ncx_from_headings([(c, targets[c], 0) for c in chapters],
                                             len(html.encode("utf-8")))
         return html, "The Big Book of Page Breaks", ncx, True, True
-    if name == "toc2-kf8":
-        bodies, ncx = toc2_kf8()
-        return "<body>%s</body>" % "".join(bodies), "The Two Level Book", ncx, False, True
+    if name in KF8_BOOKS:
+        title, toc = KF8_BOOKS[name]
+        bodies, ncx = kf8_book(toc)
+        return "<body>%s</body>" % "".join(bodies), title, ncx, False, True
     if name == "no-headings":
         text = Text()
         body = "<mbp:pagebreak/>".join(text.paragraphs(2) for _ in range(4))
@@ -250,8 +269,9 @@ if __name__ == "__main__":
     if sys.argv[2] == "--expect":
         sys.stdout.write(expect(html, title, ncx))
         sys.exit(0)
-    if sys.argv[1] == "toc2-kf8":
-        mobi_writer.write_kf8(sys.argv[2], toc2_kf8()[0], title, AUTHOR, ncx=ncx)
+    if sys.argv[1] in KF8_BOOKS:
+        bodies = kf8_book(KF8_BOOKS[sys.argv[1]][1])[0]
+        mobi_writer.write_kf8(sys.argv[2], bodies, title, AUTHOR, ncx=ncx)
     else:
         mobi_writer.write_mobi(sys.argv[2], html, title, AUTHOR, compress=compress, ncx=ncx,
                                ncx_keys=keys)
