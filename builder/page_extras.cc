@@ -227,6 +227,26 @@ void NotePage(xmlNode* node, BookAccess* access, std::string* heading, xmlNode**
   }
 }
 
+// The first title element and the text of the first heading that has any,
+// in document order; true once both are found.
+bool FindTitleAndHeading(xmlNode* node, std::string* heading, xmlNode** title) {
+  for (; node != nullptr; node = node->next) {
+    if (node->type != XML_ELEMENT_NODE) continue;
+    if (IsHeading(node)) {
+      if (heading->empty()) {
+        std::string text;
+        CollectText(node->children, &text);
+        *heading = PlainText(text);
+      }
+    } else if (*title == nullptr && xmlStrcasecmp(node->name, BAD_CAST "title") == 0) {
+      *title = node;
+    }
+    if (*title != nullptr && !heading->empty()) return true;
+    if (FindTitleAndHeading(node->children, heading, title)) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 void NoteImportedPage(xmlNode* root, BookAccess* access) {
@@ -250,10 +270,11 @@ void NoteImportedPage(xmlNode* root, BookAccess* access) {
 
 void TitleImportedPage(xmlNode* root, const BookAccess& access, int page) {
   if (root == nullptr) return;
-  BookAccess counts;  // the whole page was counted before it was cut
+  // The whole page was counted before it was cut: only its title element
+  // and first heading with text are looked for, and the walk stops there.
   std::string heading;
   xmlNode* title = nullptr;
-  NotePage(root, &counts, &heading, &title);
+  FindTitleAndHeading(root, &heading, &title);
   if (title == nullptr) return;
   xmlNodeSetContent(title, nullptr);
   xmlNodeAddContent(title, BAD_CAST PageTitle(access, page, &heading).c_str());

@@ -402,6 +402,7 @@ void InsertBefore(xmlNode* ref, xmlNode* node) {
 // The markers in the order they are taken out: those outside body, the
 // latest listed first, then body's, the latest in a walk of it first.
 std::vector<xmlNode*> MarkersInOrder(xmlNode* body, const std::vector<xmlNode*>& markers) {
+  if (markers.size() < 2) return markers;  // nothing to order: no walk
   std::unordered_set<const xmlNode*> pending(markers.begin(), markers.end());
   std::vector<xmlNode*> ordered;
   ordered.reserve(markers.size());
