@@ -160,17 +160,14 @@ class Planner {
  public:
   Planner(xmlDoc* doc, size_t budget, size_t base) : doc_(doc), budget_(budget), base_(base) {}
 
-  ~Planner() {
-    Release([](xmlNode*) {});
-  }
-
   // Measures every node below top (body; its own size is never asked
   // for): the saved size of the node and its subtree, at most, is kept in
-  // the node's _private (which nothing else on this path uses) until
-  // Release, with what else the plan needs to know of the node: whether
-  // it shows nothing (blank text, or an element without attributes that
-  // holds only such nodes), is a block, starts a page, or holds a node
-  // that does. visit sees each node first, in document order.
+  // the node's _private (which nothing else on this path uses, and which is
+  // left so: the nodes go with their pages), with what else the plan needs
+  // to know of the node: whether it shows nothing (blank text, or an
+  // element without attributes that holds only such nodes), is a block,
+  // starts a page, or holds a node that does. visit sees each node first,
+  // in document order.
   template <typename Visit>
   void Measure(xmlNode* top, Visit&& visit) {
     measured_ = top;
@@ -179,19 +176,28 @@ class Planner {
     }
   }
 
-  // Clears the _private of every measured node; visit sees each first,
-  // in document order.
+  // Marks node, and the nodes on its way down from the measured top, to be
+  // seen by Walk.
+  void MarkWay(xmlNode* node) {
+    for (; node != nullptr && node != measured_ && !Has(node, kOnWay); node = node->parent) {
+      Mark(node, kOnWay);
+    }
+  }
+
+  // Shows visit the marked nodes in document order, and passes over every
+  // subtree that holds none: a walk of the whole tree would read every node
+  // of the book once more, most of them from memory rather than cache.
   template <typename Visit>
-  void Release(Visit&& visit) {
+  void Walk(Visit&& visit) {
     xmlNode* top = measured_;
     if (top == nullptr) return;
-    measured_ = nullptr;
     for (xmlNode* node = top->children; node != nullptr;) {
-      visit(node);
-      node->_private = nullptr;
-      if (node->children != nullptr && node->type == XML_ELEMENT_NODE) {
-        node = node->children;
-        continue;
+      if (Has(node, kOnWay)) {
+        visit(node);
+        if (node->children != nullptr && node->type == XML_ELEMENT_NODE) {
+          node = node->children;
+          continue;
+        }
       }
       while (node != top && node->next == nullptr) node = node->parent;
       node = node == top ? nullptr : node->next;
@@ -231,7 +237,8 @@ class Planner {
   static constexpr uintptr_t kForced = 2;  // a page starts at the node
   static constexpr uintptr_t kHolds = 4;   // a node below starts a page
   static constexpr uintptr_t kBlock = 8;   // a block element
-  static constexpr int kFlagBits = 4;
+  static constexpr uintptr_t kOnWay = 16;  // Walk shows the node
+  static constexpr int kFlagBits = 5;
 
   static uintptr_t Packed(const xmlNode* node) {
     return reinterpret_cast<uintptr_t>(node->_private);
@@ -559,7 +566,10 @@ int SplitPage(xmlDoc* doc, const PageSplitInput& input,
   size_t nextCut = 0;
   size_t nextOwner = 0;
   size_t nextLink = 0;
-  planner.Release([&](xmlNode* node) {
+  for (xmlNode* node : cuts) planner.MarkWay(node);
+  for (const auto& owner : owners) planner.MarkWay(owner.first);
+  for (const auto& link : links) planner.MarkWay(link.first);
+  planner.Walk([&](xmlNode* node) {
     if (nextCut < cuts.size() && node == cuts[nextCut]) {
       ++onPage;
       ++nextCut;
