@@ -228,11 +228,12 @@ void NotePage(xmlNode* node, BookAccess* access, std::string* heading, xmlNode**
 }
 
 // The first title element and the text of the first heading that has any,
-// in document order; true once both are found.
-bool FindTitleAndHeading(xmlNode* node, std::string* heading, xmlNode** title) {
+// in document order (no heading is looked for where the book holds none);
+// true once all is found.
+bool FindTitleAndHeading(xmlNode* node, bool headings, std::string* heading, xmlNode** title) {
   for (; node != nullptr; node = node->next) {
     if (node->type != XML_ELEMENT_NODE) continue;
-    if (IsHeading(node)) {
+    if (headings && IsHeading(node)) {
       if (heading->empty()) {
         std::string text;
         CollectText(node->children, &text);
@@ -241,8 +242,8 @@ bool FindTitleAndHeading(xmlNode* node, std::string* heading, xmlNode** title) {
     } else if (*title == nullptr && xmlStrcasecmp(node->name, BAD_CAST "title") == 0) {
       *title = node;
     }
-    if (*title != nullptr && !heading->empty()) return true;
-    if (FindTitleAndHeading(node->children, heading, title)) return true;
+    if (*title != nullptr && (!headings || !heading->empty())) return true;
+    if (FindTitleAndHeading(node->children, headings, heading, title)) return true;
   }
   return false;
 }
@@ -274,7 +275,7 @@ void TitleImportedPage(xmlNode* root, const BookAccess& access, int page) {
   // and first heading with text are looked for, and the walk stops there.
   std::string heading;
   xmlNode* title = nullptr;
-  FindTitleAndHeading(root, &heading, &title);
+  FindTitleAndHeading(root, access.headings > 0, &heading, &title);
   if (title == nullptr) return;
   xmlNodeSetContent(title, nullptr);
   xmlNodeAddContent(title, BAD_CAST PageTitle(access, page, &heading).c_str());

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
@@ -406,24 +407,58 @@ void InsertBefore(xmlNode* ref, xmlNode* node) {
   ref->prev = node;
 }
 
-// The markers in the order they are taken out: those outside body, the
-// latest listed first, then body's, the latest in a walk of it first.
-std::vector<xmlNode*> MarkersInOrder(xmlNode* body, const std::vector<xmlNode*>& markers) {
-  if (markers.size() < 2) return markers;  // nothing to order: no walk
-  std::unordered_set<const xmlNode*> pending(markers.begin(), markers.end());
-  std::vector<xmlNode*> ordered;
-  ordered.reserve(markers.size());
-  for (xmlNode* node = body->children; node != nullptr && !pending.empty();) {
-    if (pending.erase(node) != 0) ordered.push_back(node);
+// The markers below node in document order, the pending ones among them
+// taken out of pending.
+void MarkersBelow(xmlNode* top, std::unordered_set<const xmlNode*>* pending,
+                  std::vector<xmlNode*>* ordered) {
+  if (pending->erase(top) != 0) ordered->push_back(top);
+  for (xmlNode* node = top->children; node != nullptr && !pending->empty();) {
+    if (pending->erase(node) != 0) ordered->push_back(node);
     if (node->children != nullptr) {
       node = node->children;
       continue;
     }
-    while (node != body && node->next == nullptr) node = node->parent;
-    node = node == body ? nullptr : node->next;
+    while (node != top && node->next == nullptr) node = node->parent;
+    node = node == top ? nullptr : node->next;
   }
+}
+
+// The markers in the order they are taken out: those outside body, the
+// latest listed first, then body's, the latest in the page first. Only
+// body's children are walked, and the inside of those that hold more than
+// one marker: most of a book's nodes are never read.
+std::vector<xmlNode*> MarkersInOrder(xmlNode* body, const std::vector<xmlNode*>& markers) {
+  if (markers.size() < 2) return markers;  // nothing to order: no walk
+  // Each marker's ancestor among body's children, and how many it holds.
+  std::unordered_map<const xmlNode*, size_t> held;
+  std::vector<xmlNode*> outside;
   for (xmlNode* marker : markers) {
-    if (pending.count(marker) != 0) ordered.push_back(marker);
+    const xmlNode* top = marker;
+    while (top->parent != nullptr && top->parent != body) top = top->parent;
+    if (top->parent == body) {
+      ++held[top];
+    } else {
+      outside.push_back(marker);
+    }
+  }
+  std::unordered_set<const xmlNode*> pending(markers.begin(), markers.end());
+  for (xmlNode* marker : outside) pending.erase(marker);
+  std::vector<xmlNode*> ordered;
+  ordered.reserve(markers.size());
+  for (xmlNode* child = body->children; child != nullptr && !held.empty(); child = child->next) {
+    auto found = held.find(child);
+    if (found == held.end()) continue;
+    if (found->second == 1 && pending.erase(child) != 0) {
+      ordered.push_back(child);
+    } else {
+      MarkersBelow(child, &pending, &ordered);
+    }
+    held.erase(found);
+  }
+  // A marker listed twice is taken out once.
+  std::unordered_set<const xmlNode*> listed;
+  for (xmlNode* marker : outside) {
+    if (listed.insert(marker).second) ordered.push_back(marker);
   }
   return std::vector<xmlNode*>(ordered.rbegin(), ordered.rend());
 }
