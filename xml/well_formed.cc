@@ -1,8 +1,8 @@
 #include "xml/well_formed.h"
 
-#include <cstdint>
-#include <cstring>
 #include <string_view>
+
+#include "platform/tool/ascii_words.h"
 
 namespace kav_xml {
 
@@ -52,18 +52,9 @@ size_t XmlCharLength(std::string_view text, size_t i) {
 size_t CleanLength(std::string_view text) {
   size_t i = 0;
   while (i < text.size()) {
-    // Printable ASCII, the most of any page, eight bytes at a time: no
-    // byte with its high bit set, none below a space.
-    uint64_t word;
-    if (i + sizeof word <= text.size()) {
-      std::memcpy(&word, text.data() + i, sizeof word);
-      constexpr uint64_t kOnes = 0x0101010101010101ULL;
-      constexpr uint64_t kHighs = 0x8080808080808080ULL;
-      if ((word & kHighs) == 0 && ((word - kOnes * 0x20) & ~word & kHighs) == 0) {
-        i += sizeof word;
-        continue;
-      }
-    }
+    // Printable ASCII is an XML character each.
+    i = KavSkipAsciiWords(text.data(), text.size(), i, 1);
+    if (i == text.size()) break;
     const size_t length = XmlCharLength(text, i);
     if (length == 0) break;
     i += length;

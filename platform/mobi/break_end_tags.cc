@@ -1,11 +1,10 @@
 #include "platform/mobi/break_end_tags.h"
 
-#include <cstdint>
-#include <cstring>
 #include <functional>
 #include <string_view>
 
 #include "platform/mobi/utf8_charset.h"
+#include "platform/tool/ascii_words.h"
 
 namespace kavmobi {
 namespace {
@@ -110,15 +109,8 @@ size_t StartTagEnd(std::string_view html, size_t lt, std::string* name, Attribut
 bool IsUtf8(std::string_view text) {
   size_t i = 0;
   while (i < text.size()) {
-    // Plain ASCII, the most of any page, eight bytes at a time.
-    uint64_t word;
-    if (i + sizeof word <= text.size()) {
-      std::memcpy(&word, text.data() + i, sizeof word);
-      if ((word & 0x8080808080808080ULL) == 0) {
-        i += sizeof word;
-        continue;
-      }
-    }
+    i = KavSkipAsciiWords(text.data(), text.size(), i, 0);
+    if (i == text.size()) break;
     const unsigned char c = static_cast<unsigned char>(text[i]);
     if (c < 0x80) {
       ++i;
