@@ -407,14 +407,15 @@ void InsertBefore(xmlNode* ref, xmlNode* node) {
   ref->prev = node;
 }
 
-// The markers below node in document order, the pending ones among them
-// taken out of pending.
+// Adds the pending markers of top's subtree (top included) to ordered in
+// document order, taking them out of pending. Markers are elements, and
+// only elements are entered.
 void MarkersBelow(xmlNode* top, std::unordered_set<const xmlNode*>* pending,
                   std::vector<xmlNode*>* ordered) {
   if (pending->erase(top) != 0) ordered->push_back(top);
   for (xmlNode* node = top->children; node != nullptr && !pending->empty();) {
     if (pending->erase(node) != 0) ordered->push_back(node);
-    if (node->children != nullptr) {
+    if (node->children != nullptr && node->type == XML_ELEMENT_NODE) {
       node = node->children;
       continue;
     }
