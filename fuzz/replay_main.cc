@@ -17,7 +17,11 @@ namespace fs = std::filesystem;
 
 // Under AddressSanitizer, an allocation far beyond any input's needs is a
 // finding, as it is for the fuzzer (whose limit is its 2 GB RSS limit).
-extern "C" const char* __asan_default_options() { return "max_allocation_size_mb=2048"; }
+// Exported: the sanitizer runtime looks it up in the dynamic symbol table,
+// and the build hides symbols by default.
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
+  return "max_allocation_size_mb=2048";
+}
 
 int main(int argc, char** argv) {
   std::vector<fs::path> inputs;

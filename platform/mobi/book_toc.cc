@@ -9,6 +9,7 @@
 
 #include "platform/mobi/html_scan.h"
 #include "platform/mobi/kf8_links.h"
+#include "platform/mobi/utf8_charset.h"
 
 namespace kavmobi {
 namespace {
@@ -346,7 +347,7 @@ bool CncxText(const MOBIIndx& index, uint32_t offset, std::string* text) {
   }
   if (length > record->size - at) return false;
   *text = LabelText(std::string_view(reinterpret_cast<const char*>(record->data + at), length),
-                    index.encoding == MOBI_CP1252);
+                    IsCp1252(index.encoding));
   return true;
 }
 

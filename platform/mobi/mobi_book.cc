@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/mobi/html_extract.h"
+#include "platform/mobi/index_counts.h"
 #include "platform/mobi/kav_mobi.h"
 #include "platform/mobi/quiet_libxml2.h"
 #include "platform/mobi/resource_writer.h"
@@ -133,8 +134,10 @@ int MobiBook::Open(const char* path) {
     // ever when they loop: the index is read on its own first, and handed to
     // the rebuild only when it is sound.
     const bool kf8 = mobi_is_kf8(data_);
-    bool tocInText = readToc_ && kf8;
-    if (readToc_ && !kf8 && mobi_exists_ncx(data_)) {
+    const IndexCounts counts = CheckIndexCounts(*data_);
+    const bool tocReadable = readToc_ && counts.tocIndexesFit;
+    bool tocInText = tocReadable && kf8;
+    if (tocReadable && !kf8 && mobi_exists_ncx(data_)) {
       tocRawml_ = mobi_init_rawml(data_);
       if (tocRawml_ != nullptr &&
           mobi_parse_rawml_opt(tocRawml_, data_, true, false, false) == MOBI_SUCCESS) {
@@ -143,11 +146,15 @@ int MobiBook::Open(const char* path) {
         unreadToc_ = 1;
       }
     }
-    result = rawml_ == nullptr
-                 ? KAV_MOBI_ERR_NO_MEMORY
-                 : ReaderCode(mobi_parse_rawml_opt(rawml_, data_, tocInText, false, !kf8));
+    result = rawml_ == nullptr           ? KAV_MOBI_ERR_NO_MEMORY
+             : !counts.textIndexesFit ? KAV_MOBI_ERR_DAMAGED
+                                      : ReaderCode(mobi_parse_rawml_opt(rawml_, data_, tocInText,
+                                                                        false, !kf8));
+    // A table of contents whose index libmobi would fail on is not asked for.
+    if (readToc_ && !counts.tocIndexesFit && (result == 0 || !kf8)) unreadToc_ = 1;
     // A table of contents that libmobi cannot read: the text without it.
-    if (tocInText && result == KAV_MOBI_ERR_DAMAGED && mobi_exists_ncx(data_)) {
+    if (tocInText && counts.textIndexesFit && result == KAV_MOBI_ERR_DAMAGED &&
+        mobi_exists_ncx(data_)) {
       mobi_free_rawml(rawml_);
       rawml_ = mobi_init_rawml(data_);
       result = rawml_ == nullptr ? KAV_MOBI_ERR_NO_MEMORY

@@ -130,7 +130,7 @@ bool SalvageBook(const MOBIData& m, SalvagedBook* book) {
   const bool kf8 = mobi_is_kf8(&m);
   std::string_view flow = kf8 ? HtmlFlow(m, records) : std::string_view(records);
   const bool cp1252 =
-      m.mh != nullptr && m.mh->text_encoding != nullptr && *m.mh->text_encoding == MOBI_CP1252;
+      m.mh != nullptr && m.mh->text_encoding != nullptr && IsCp1252(*m.mh->text_encoding);
   const std::string text = ValidUtf8(cp1252 ? Cp1252ToUtf8(flow) : std::string(flow));
   if (!HasReadableText(text)) return false;
   book->pictures = PictureRecords(m);

@@ -1,5 +1,8 @@
 #include "platform/mobi/utf8_charset.h"
 
+#include <stdint.h>
+#include <string.h>
+
 #include "platform/mobi/html_scan.h"
 
 namespace kavmobi {
@@ -24,6 +27,13 @@ std::string WithUtf8Charset(std::string_view markup) {
   out.append(inserted);
   out.append(markup.substr(insertAt));
   return out;
+}
+
+bool IsCp1252(const MOBIEncoding& encoding) {
+  uint32_t number = 0;
+  static_assert(sizeof number == sizeof encoding, "the encoding is a 32-bit field");
+  memcpy(&number, &encoding, sizeof number);
+  return number == MOBI_CP1252;
 }
 
 }  // namespace kavmobi

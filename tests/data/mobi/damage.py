@@ -12,6 +12,10 @@ header record.
 KIND:
   skeleton, fragment, ncx  every byte of that index's first record
                            (its INDX header) becomes 0xEE
+  skeleton-total, ncx-total
+                           that index's first record declares 385,875,968
+                           entries (its total, at 36 in the INDX header)
+                           where its records list a few
   text-offset              the second text record starts 3 bytes early in
                            the record table: the first loses the entries
                            that end it, the second gains noise at its start
@@ -46,6 +50,9 @@ def damage(kind, book):
     if kind in INDEX_FIELDS:
         record = header + u32(data, base + INDEX_FIELDS[kind])
         data[starts[record]:starts[record + 1]] = b"\xee" * (starts[record + 1] - starts[record])
+    elif kind.endswith("-total") and kind[:-6] in INDEX_FIELDS:
+        record = header + u32(data, base + INDEX_FIELDS[kind[:-6]])
+        data[starts[record] + 36:starts[record] + 40] = struct.pack(">I", 0x17000000)
     elif kind == "text-offset":
         entry = 78 + 8 * (header + 2)
         data[entry:entry + 4] = struct.pack(">I", starts[header + 2] - 3)
