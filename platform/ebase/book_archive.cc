@@ -90,6 +90,7 @@ bool WriteBookArchive(const std::string& bookDir, const std::vector<std::string>
   // Discarded on every way out but a successful close, which frees it.
   std::unique_ptr<zip_t, void (*)(zip_t*)> archive(opened, zip_discard);
   if (!AddAllFiles(archive.get(), &files, mimetype, contentFiles)) return false;
+  files.StartDeflating();
   // On failure the file holds a partial archive; the caller removes it.
   if (zip_close(archive.get()) != 0) return false;
   archive.release();

@@ -8,6 +8,8 @@
 
 #include <libdeflate.h>
 
+#include <utility>
+
 namespace kav_ebase {
 
 namespace {
@@ -58,10 +60,20 @@ zip_source_t* BookFiles::CreateSource(const std::string& relative, bool deflated
     return nullptr;
   }
   files_.push_back(File{this, &relative, static_cast<zip_uint64_t>(st.st_size), st.st_mtime,
-                        st.st_mode, deflated});
+                        st.st_mode, deflated, deflatedFiles_});
+  if (deflated) ++deflatedFiles_;
   zip_source_t* source = zip_source_function_create(Callback, &files_.back(), error);
   if (source == nullptr) files_.pop_back();
   return source;
+}
+
+void BookFiles::StartDeflating() {
+  std::vector<DeflateAhead::Input> inputs;
+  inputs.reserve(deflatedFiles_);
+  for (const File& file : files_) {
+    if (file.deflated) inputs.push_back({bookDir_ + "/" + *file.relative, file.size});
+  }
+  ahead_ = std::make_unique<DeflateAhead>(std::move(inputs), deflateLevel_);
 }
 
 zip_int64_t BookFiles::Callback(void* userdata, void* data, zip_uint64_t length,
@@ -162,41 +174,22 @@ void BookFiles::Close() {
 
 bool BookFiles::Compress(File& file) {
   packedFile_ = nullptr;
-  if (compressor_ == nullptr) {
-    compressor_ = libdeflate_alloc_compressor(deflateLevel_);
-    if (compressor_ == nullptr) return SetError(ZIP_ER_MEMORY, 0);
+  DeflatedFile result;
+  bool done;
+  if (ahead_ != nullptr && !file.compressed) {
+    done = ahead_->Take(file.deflatedIndex, &result);
+  } else {
+    // Asked again after its stream was let go, or nothing deflates ahead.
+    if (compressor_ == nullptr) compressor_ = libdeflate_alloc_compressor(deflateLevel_);
+    path_.assign(bookDir_).append("/").append(*file.relative);
+    done = DeflateFile(compressor_, path_, file.size, contents_, &result);
   }
-  path_.assign(bookDir_).append("/").append(*file.relative);
-  const int fd = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return SetError(ZIP_ER_OPEN, errno);
-  // Never more than the size the file had when it was added.
-  contents_.resize(file.size);
-  zip_uint64_t done = 0;
-  while (done < file.size) {
-    const ssize_t got = pread(fd, contents_.data() + done, file.size - done,
-                              static_cast<off_t>(done));
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) {
-      const int readError = errno;
-      close(fd);
-      return SetError(ZIP_ER_READ, readError);
-    }
-    if (got == 0) break;  // the file has shrunk
-    done += static_cast<zip_uint64_t>(got);
-  }
-  close(fd);
-  packed_.resize(libdeflate_deflate_compress_bound(compressor_, done));
-  const size_t packedSize =
-      libdeflate_deflate_compress(compressor_, contents_.data(), done, packed_.data(),
-                                  packed_.size());
-  // The bound is never too small; a zero would mean libdeflate broke it.
-  if (packedSize == 0) return SetError(ZIP_ER_INTERNAL, 0);
-  packed_.resize(packedSize);
-  file.size = done;
-  file.crc = static_cast<zip_uint32_t>(libdeflate_crc32(0, contents_.data(), done));
-  file.compressedSize = packedSize;
+  if (!done) return SetError(result.zipError, result.systemError);
+  packed_ = std::move(result.stream);
+  file.size = result.size;
+  file.crc = result.crc;
+  file.compressedSize = packed_.size();
   file.compressed = true;
-  Release(&contents_);
   packedFile_ = &file;
   return true;
 }

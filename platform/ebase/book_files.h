@@ -5,10 +5,11 @@
 #include <time.h>
 #include <zip.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
-struct libdeflate_compressor;
+#include "platform/ebase/deflate_ahead.h"
 
 namespace kav_ebase {
 
@@ -23,8 +24,10 @@ namespace kav_ebase {
 // A file can be given deflated: its source then hands libzip the deflate
 // stream that libdeflate makes of the whole file, with the stream's size
 // and the file's CRC, and libzip copies those bytes into the archive as
-// they are instead of compressing the file itself. The file is compressed
-// when libzip first asks about it, just before it writes the entry.
+// they are instead of compressing the file itself. Once every file is added,
+// StartDeflating may set the deflating going ahead of libzip (DeflateAhead);
+// otherwise a file is compressed when libzip first asks about it, just
+// before it writes the entry.
 class BookFiles {
  public:
   // bookDir stays referenced; files are added one at a time.
@@ -39,6 +42,10 @@ class BookFiles {
   // examined.
   zip_source_t* CreateSource(const std::string& relative, bool deflated, zip_error_t* error);
 
+  // Deflates the files given deflated ahead of libzip, in the order they
+  // were added; call when all are added, before the archive is closed.
+  void StartDeflating();
+
  private:
   struct File {
     BookFiles* owner;
@@ -47,6 +54,7 @@ class BookFiles {
     time_t mtime;
     mode_t mode;
     bool deflated;
+    size_t deflatedIndex;     // its place among the files given deflated
     bool compressed = false;  // crc and compressedSize are known
     zip_uint32_t crc = 0;
     zip_uint64_t compressedSize = 0;
@@ -75,7 +83,9 @@ class BookFiles {
   zip_uint64_t position_ = 0;
   zip_error_t error_;
   int deflateLevel_;
-  libdeflate_compressor* compressor_ = nullptr;  // made for the first deflated file
+  size_t deflatedFiles_ = 0;
+  std::unique_ptr<DeflateAhead> ahead_;
+  libdeflate_compressor* compressor_ = nullptr;  // made for the first file deflated here
   std::vector<unsigned char> contents_;          // the whole file being compressed
   std::vector<unsigned char> packed_;            // its deflate stream
   const File* packedFile_ = nullptr;             // whose stream packed_ holds
