@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string_view>
+#include <utility>
 
 #include "platform/mobi/utf8_charset.h"
 #include "platform/tool/ascii_words.h"
@@ -175,19 +176,31 @@ bool ScanPlainMarkup(std::string_view text, EndBreak endBreak, Attribute attribu
 
 }  // namespace
 
-std::string WithoutBreakEndTags(std::string html) {
+std::string WithoutBreakEndTags(std::string html, const AttributeCheck& accept,
+                                bool* everyAccepted) {
   const std::string_view text(html);
-  if (text.find(kBreakEnd) == npos) return html;
+  const bool anyBreakEnd = text.find(kBreakEnd) != npos;
+  // Dropping end tags that directly follow a tag changes no attribute, and
+  // the rest of the markup stays as plain as it was: the answer for the
+  // text is the answer for the result.
+  if (!anyBreakEnd) {
+    if (everyAccepted != nullptr) *everyAccepted = EveryAttributeOfPlainMarkup(text, accept);
+    return html;
+  }
   std::string out;
   size_t kept = 0;  // text[kept, offset) is still to be copied
-  ScanPlainMarkup(
+  bool accepted = true;
+  const bool plain = ScanPlainMarkup(
       text,
       [&](size_t offset) {
         if (out.empty()) out.reserve(text.size());
         out.append(text, kept, offset - kept);
         kept = offset + kBreakEnd.size();
       },
-      [](std::string_view, const std::string_view*) {});
+      [&](std::string_view name, const std::string_view* value) {
+        if (everyAccepted != nullptr && accepted && !accept(name, value)) accepted = false;
+      });
+  if (everyAccepted != nullptr) *everyAccepted = plain && accepted;
   if (kept == 0) return html;
   out.append(text, kept, npos);
   // A page of nothing else is still a page to the parser; without them it
@@ -199,9 +212,11 @@ std::string WithoutBreakEndTags(std::string html) {
   return html;
 }
 
-bool EveryAttributeOfPlainMarkup(
-    std::string_view html,
-    const std::function<bool(std::string_view name, const std::string_view* value)>& accept) {
+std::string WithoutBreakEndTags(std::string html) {
+  return WithoutBreakEndTags(std::move(html), AttributeCheck(), nullptr);
+}
+
+bool EveryAttributeOfPlainMarkup(std::string_view html, const AttributeCheck& accept) {
   bool accepted = true;
   const bool plain = ScanPlainMarkup(
       html, [](size_t) {},

@@ -22,12 +22,20 @@ namespace kavmobi {
 // onwards, the text is kept exactly as it is.
 std::string WithoutBreakEndTags(std::string html);
 
+// An attribute's name as written, and its value as written (character
+// references not decoded), or null; false to refuse it.
+using AttributeCheck = std::function<bool(std::string_view name, const std::string_view* value)>;
+
+// WithoutBreakEndTags, and from the same scan *everyAccepted: whether the
+// markup keeps plain to the end and accept takes every attribute of its
+// start tags, as EveryAttributeOfPlainMarkup would answer for the result.
+std::string WithoutBreakEndTags(std::string html, const AttributeCheck& accept,
+                                bool* everyAccepted);
+
 // True when html keeps to that plain markup from start to end and accept
 // takes every attribute of its start tags: its name as written, and its
 // value as written (character references not decoded), or null.
-bool EveryAttributeOfPlainMarkup(
-    std::string_view html,
-    const std::function<bool(std::string_view name, const std::string_view* value)>& accept);
+bool EveryAttributeOfPlainMarkup(std::string_view html, const AttributeCheck& accept);
 
 }  // namespace kavmobi
 

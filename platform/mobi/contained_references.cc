@@ -55,17 +55,15 @@ void CheckStartTag(void* context, const xmlChar*, const xmlChar** attrs) {
 
 // The same answer without a parse, for markup the plain scan follows to the
 // end: its start tags are the parser's, and a value without character
-// references is the value the parser hands on. False means "ask the parser".
-bool PlainlyAllContained(const std::string& html) {
-  return EveryAttributeOfPlainMarkup(
-      html, [](std::string_view name, const std::string_view* value) {
-        if (!(name.size() == 3 && xmlStrncasecmp(BAD_CAST name.data(), BAD_CAST "src", 3) == 0) &&
-            !(name.size() == 4 && xmlStrncasecmp(BAD_CAST name.data(), BAD_CAST "href", 4) == 0)) {
-          return true;
-        }
-        return value != nullptr && value->find('&') == std::string_view::npos &&
-               IsContainedReference(std::string(*value));
-      });
+// references is the value the parser hands on. A refusal means "ask the
+// parser".
+bool PlainlyContained(std::string_view name, const std::string_view* value) {
+  if (!(name.size() == 3 && xmlStrncasecmp(BAD_CAST name.data(), BAD_CAST "src", 3) == 0) &&
+      !(name.size() == 4 && xmlStrncasecmp(BAD_CAST name.data(), BAD_CAST "href", 4) == 0)) {
+    return true;
+  }
+  return value != nullptr && value->find('&') == std::string_view::npos &&
+         IsContainedReference(std::string(*value));
 }
 
 bool AllContained(const std::string& html) {
@@ -108,20 +106,12 @@ void RemoveUncontained(xmlNode* node) {
   }
 }
 
-}  // namespace
-
-bool IsContainedReference(const std::string& value) {
-  if (!value.empty() && value[0] == '#') return true;
-  if (HasUrlScheme(value)) return true;  // a missing "scheme:" directory stops any path
-  return !value.empty() && value[0] != '.' && value.find_first_of("/\\%") == std::string::npos;
-}
-
-std::string WithContainedReferences(std::string html) {
-  if (!MayHoldPath(html)) return html;
+// What the plain scan could not answer: the parser's tree, cleaned and
+// written out again when it holds an uncontained reference.
+std::string CheckedByParse(std::string html) {
   // What cannot be parsed here cannot be checked: no text is safer than
   // text the importer might read differently.
   if (html.size() > static_cast<size_t>(INT_MAX)) return std::string();
-  if (PlainlyAllContained(html)) return html;
   QuietLibxml2 quiet;
   if (AllContained(html)) return html;
   htmlDocPtr doc = htmlReadMemory(html.data(), static_cast<int>(html.size()), nullptr, "UTF-8",
@@ -135,6 +125,33 @@ std::string WithContainedReferences(std::string html) {
   xmlFree(out);
   xmlFreeDoc(doc);
   return html;
+}
+
+}  // namespace
+
+bool IsContainedReference(const std::string& value) {
+  if (!value.empty() && value[0] == '#') return true;
+  if (HasUrlScheme(value)) return true;  // a missing "scheme:" directory stops any path
+  return !value.empty() && value[0] != '.' && value.find_first_of("/\\%") == std::string::npos;
+}
+
+std::string WithContainedReferences(std::string html) {
+  if (!MayHoldPath(html)) return html;
+  if (html.size() <= static_cast<size_t>(INT_MAX) &&
+      EveryAttributeOfPlainMarkup(html, PlainlyContained)) {
+    return html;
+  }
+  return CheckedByParse(std::move(html));
+}
+
+std::string WithContainedReferencesAndNoBreakEndTags(std::string html) {
+  // Dropping the end tags neither makes nor breaks a trace of a path: what
+  // precedes each is a tag's '>'.
+  if (!MayHoldPath(html)) return WithoutBreakEndTags(std::move(html));
+  bool plainlyContained = false;
+  html = WithoutBreakEndTags(std::move(html), PlainlyContained, &plainlyContained);
+  if (plainlyContained && html.size() <= static_cast<size_t>(INT_MAX)) return html;
+  return CheckedByParse(std::move(html));
 }
 
 }  // namespace kavmobi

@@ -14,6 +14,10 @@ namespace kavmobi {
 // written out again.
 std::string WithContainedReferences(std::string html);
 
+// WithContainedReferences(WithoutBreakEndTags(html)), with one scan of the
+// markup for both.
+std::string WithContainedReferencesAndNoBreakEndTags(std::string html);
+
 // True for a decoded src/href value that cannot lead outside the directory
 // of the HTML file.
 bool IsContainedReference(const std::string& value);

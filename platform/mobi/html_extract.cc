@@ -4,7 +4,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/mobi/break_end_tags.h"
 #include "platform/mobi/contained_references.h"
 #include "platform/mobi/file_writer.h"
 #include "platform/mobi/filepos_anchors.h"
@@ -53,7 +52,7 @@ int ExtractHtmlAndPictures(std::string html, const MOBIPart* pictures, const std
                            BookToc* toc) {
   // A parsed book's table is made already (and may be empty: so is this).
   if (toc != nullptr && toc->entries.empty() && toc->flawed == 0) *toc = MadeToc(&html);
-  html = WithContainedReferences(WithoutBreakEndTags(std::move(html)));
+  html = WithContainedReferencesAndNoBreakEndTags(std::move(html));
   size_t slash = htmlPath.rfind('/');
   std::string dir = slash == std::string::npos ? std::string() : htmlPath.substr(0, slash + 1);
   int result = WriteImageResources(pictures, dir);
