@@ -2,11 +2,10 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <libdeflate.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <libdeflate.h>
 
 #include <utility>
 

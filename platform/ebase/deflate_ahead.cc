@@ -2,10 +2,9 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <libdeflate.h>
 #include <unistd.h>
 #include <zip.h>
-
-#include <libdeflate.h>
 
 #include <utility>
 
@@ -37,8 +36,7 @@ bool DeflateFile(libdeflate_compressor* compressor, const std::string& path, uin
   contents.resize(maxSize);
   uint64_t done = 0;
   while (done < maxSize) {
-    const ssize_t got =
-        pread(fd, contents.data() + done, maxSize - done, static_cast<off_t>(done));
+    const ssize_t got = pread(fd, contents.data() + done, maxSize - done, static_cast<off_t>(done));
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) {
       const int readError = errno;

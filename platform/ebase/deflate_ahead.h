@@ -72,9 +72,9 @@ class DeflateAhead {
   const int level_;
   std::vector<State> states_;
   std::vector<DeflatedFile> results_;
-  size_t next_ = 0;           // the first file no thread has begun
-  size_t taken_ = 0;          // one past the last file taken
-  size_t heldBytes_ = 0;      // held by streams deflated and not yet taken
+  size_t next_ = 0;       // the first file no thread has begun
+  size_t taken_ = 0;      // one past the last file taken
+  size_t heldBytes_ = 0;  // held by streams deflated and not yet taken
   bool stop_ = false;
   std::mutex mutex_;
   std::condition_variable changed_;

@@ -21,9 +21,9 @@ char Lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' +
 // Elements whose content is not markup in some parser, and the one that can
 // switch the encoding; the scan stops at their start tags.
 bool StopsScan(std::string_view name) {
-  static constexpr std::string_view kStops[] = {"script",   "style",    "textarea", "xmp",
-                                                "plaintext", "iframe",   "noembed",  "noframes",
-                                                "noscript", "listing",  "meta"};
+  static constexpr std::string_view kStops[] = {"script",    "style",   "textarea", "xmp",
+                                                "plaintext", "iframe",  "noembed",  "noframes",
+                                                "noscript",  "listing", "meta"};
   for (std::string_view stop : kStops) {
     if (name == stop) return true;
   }

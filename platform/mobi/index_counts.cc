@@ -22,8 +22,7 @@ bool IsIndx(const MOBIPdbRecord* record) {
 
 bool IndexFits(const MOBIData& m, const uint32_t* number) {
   if (number == nullptr || *number == MOBI_NOTSET) return true;
-  const MOBIPdbRecord* first =
-      mobi_get_record_by_seqnumber(&m, *number + mobi_get_kf8offset(&m));
+  const MOBIPdbRecord* first = mobi_get_record_by_seqnumber(&m, *number + mobi_get_kf8offset(&m));
   if (!IsIndx(first)) return true;  // libmobi refuses it before it allocates
   const uint32_t headerLength = BigEndian32(first->data + 4);
   // Without its TAGX section the first record is read as holding entries,

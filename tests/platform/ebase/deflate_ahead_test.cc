@@ -1,9 +1,8 @@
 #include "platform/ebase/deflate_ahead.h"
 
 #include <errno.h>
-#include <zip.h>
-
 #include <libdeflate.h>
+#include <zip.h>
 
 #include <random>
 #include <string>
@@ -42,9 +41,9 @@ TEST(DeflateAhead, EveryFileComesOutWholeInAnyOrderOfTakingAndFailuresStayWithTh
     inputs.push_back({i == 12 ? dir / "missing" : path, listed});
     expected.push_back(text.substr(0, listed));
   }
-  const std::vector<size_t> order = {0, 1, 2, 5, 3, 4, 6, 7, 8, 20, 9, 10, 11, 12, 13, 14, 15,
-                                     16, 17, 18, 19, 21, 22, 39, 23, 24, 25, 26, 27, 28, 29, 30,
-                                     31, 32, 33, 34, 35, 36, 37, 38};
+  const std::vector<size_t> order = {0,  1,  2,  5,  3,  4,  6,  7,  8,  20, 9,  10, 11, 12,
+                                     13, 14, 15, 16, 17, 18, 19, 21, 22, 39, 23, 24, 25, 26,
+                                     27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37, 38};
   for (int round = 0; round < 5; ++round) {
     kav_ebase::DeflateAhead ahead(inputs, 7);
     for (size_t index : order) {
