@@ -1,11 +1,17 @@
 #include "platform/mobi/filepos_links.h"
 
 #include <ctype.h>
+#include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace kavmobi {
 namespace {
@@ -46,9 +52,17 @@ class Finder {
     searched_ = true;
     from_ = at;
     found_ = nullptr;
+    // Both names end in '=', rarer in text than any letter: find those.
+    const size_t stem = needle_.size() - 1;
     const Byte* limit = end - std::min<size_t>(end - at, room_);
-    if (limit > at && static_cast<size_t>(limit - at) >= needle_.size()) {
-      found_ = static_cast<const Byte*>(memmem(at, limit - at, needle_.data(), needle_.size()));
+    for (const Byte* eq = at + stem; eq < limit;) {
+      eq = static_cast<const Byte*>(memchr(eq, '=', limit - eq));
+      if (eq == nullptr) break;
+      if (memcmp(eq - stem, needle_.data(), stem) == 0) {
+        found_ = eq - stem;
+        break;
+      }
+      ++eq;
     }
     return found_;
   }
@@ -206,6 +220,63 @@ bool PlaceTargets(const std::vector<Rewrite>& rewrites, size_t size,
   return true;
 }
 
+// What the rebuild does to a text: its rewrites, and its targets with the
+// stretch between rewrites that takes each.
+struct Plan {
+  std::string_view text;
+  std::vector<uint32_t> targets;
+  std::vector<Rewrite> rewrites;
+  std::vector<size_t> stretchOf;
+  size_t size = 0;  // of the rebuilt text
+};
+
+constexpr size_t kAnchorSize = sizeof "<a id=\"0000000000\"></a>" - 1;
+
+// False where libmobi's rebuild fails.
+bool MakePlan(std::string_view text, std::vector<uint32_t> targets,
+              const std::function<std::string(size_t)>& extension, Plan* plan) {
+  const Byte* begin = reinterpret_cast<const Byte*>(text.data());
+  const Byte* end = begin + text.size();
+  const Blanks blanks;
+  AddFileposTargets(begin, end, blanks, &targets);
+  std::sort(targets.begin(), targets.end());
+  targets.erase(std::unique(targets.begin(), targets.end()), targets.end());
+  plan->text = text;
+  plan->rewrites = FindRewrites(begin, end, blanks, extension);
+  if (!PlaceTargets(plan->rewrites, text.size(), targets, &plan->stretchOf)) return false;
+  plan->targets = std::move(targets);
+  plan->size = text.size() + plan->targets.size() * kAnchorSize;
+  for (const Rewrite& r : plan->rewrites) plan->size += r.link.size() - (r.to - r.from);
+  return true;
+}
+
+// Writes the rebuilt text, plan.size bytes, to out.
+void WritePlan(const Plan& plan, char* out) {
+  const std::string_view text = plan.text;
+  size_t copied = 0;
+  auto copy = [&out, &text, &copied](size_t to) {
+    memcpy(out, text.data() + copied, to - copied);
+    out += to - copied;
+    copied = to;
+  };
+  size_t next = 0;  // the next target
+  for (size_t k = 0;; ++k) {
+    for (; next < plan.targets.size() && plan.stretchOf[next] == k; ++next) {
+      copy(plan.targets[next]);
+      char anchor[kAnchorSize + 1];
+      snprintf(anchor, sizeof anchor, "<a id=\"%010u\"></a>", plan.targets[next]);
+      memcpy(out, anchor, kAnchorSize);
+      out += kAnchorSize;
+    }
+    if (k == plan.rewrites.size()) break;
+    copy(plan.rewrites[k].from);
+    memcpy(out, plan.rewrites[k].link.data(), plan.rewrites[k].link.size());
+    out += plan.rewrites[k].link.size();
+    copied = plan.rewrites[k].to;
+  }
+  copy(text.size());
+}
+
 // The first value of an entry's tag: 1 when it has one, 0 when the entry
 // has no such tag, -1 when the tag comes without values (libmobi versions
 // differ on that).
@@ -328,42 +399,6 @@ bool OpfBuilds(const MOBIData& m, const MOBIRawml& rawml, std::vector<uint32_t>*
 
 }  // namespace
 
-bool RewriteFileposLinks(std::string_view text, std::vector<uint32_t> targets,
-                         const std::function<std::string(size_t uid)>& extension, std::string* out) {
-  const Byte* begin = reinterpret_cast<const Byte*>(text.data());
-  const Byte* end = begin + text.size();
-  const Blanks blanks;
-  AddFileposTargets(begin, end, blanks, &targets);
-  std::sort(targets.begin(), targets.end());
-  targets.erase(std::unique(targets.begin(), targets.end()), targets.end());
-  const std::vector<Rewrite> rewrites = FindRewrites(begin, end, blanks, extension);
-  std::vector<size_t> stretchOf;
-  if (!PlaceTargets(rewrites, text.size(), targets, &stretchOf)) return false;
-
-  constexpr size_t kAnchorSize = sizeof "<a id=\"0000000000\"></a>" - 1;
-  size_t size = text.size() + targets.size() * kAnchorSize;
-  for (const Rewrite& rewrite : rewrites) size += rewrite.link.size() - (rewrite.to - rewrite.from);
-  out->clear();
-  out->reserve(size);
-  size_t copied = 0;
-  size_t next = 0;  // the next target
-  for (size_t k = 0; k <= rewrites.size(); ++k) {
-    for (; next < targets.size() && stretchOf[next] == k; ++next) {
-      out->append(text.substr(copied, targets[next] - copied));
-      copied = targets[next];
-      char anchor[kAnchorSize + 1];
-      snprintf(anchor, sizeof anchor, "<a id=\"%010u\"></a>", targets[next]);
-      out->append(anchor, kAnchorSize);
-    }
-    if (k == rewrites.size()) break;
-    out->append(text.substr(copied, rewrites[k].from - copied));
-    out->append(rewrites[k].link);
-    copied = rewrites[k].to;
-  }
-  out->append(text.substr(copied));
-  return true;
-}
-
 MOBI_RET ParseMobi6Rawml(MOBIRawml** rawml, const MOBIData* m, bool parseToc) {
   const bool cp1252 = m->mh != nullptr && m->mh->text_encoding != nullptr &&
                       *m->mh->text_encoding == MOBI_CP1252;
@@ -393,17 +428,17 @@ MOBI_RET ParseMobi6Rawml(MOBIRawml** rawml, const MOBIData* m, bool parseToc) {
                                                    : T_UNKNOWN;
     return std::string(mobi_get_filemeta_by_type(type).extension);
   };
-  std::string html;
+  Plan plan;
   const std::string_view text(reinterpret_cast<const char*>(part->data), part->size);
   // libmobi fails with MOBI_MALLOC_FAILED where a target has no place.
-  if (!RewriteFileposLinks(text, std::move(targets), extension, &html)) return MOBI_MALLOC_FAILED;
-  if (html == text) return MOBI_SUCCESS;
-  unsigned char* data = static_cast<unsigned char*>(malloc(html.size()));
+  if (!MakePlan(text, std::move(targets), extension, &plan)) return MOBI_MALLOC_FAILED;
+  if (plan.rewrites.empty() && plan.targets.empty()) return MOBI_SUCCESS;
+  char* data = static_cast<char*>(malloc(plan.size > 0 ? plan.size : 1));
   if (data == nullptr) return MOBI_MALLOC_FAILED;
-  memcpy(data, html.data(), html.size());
+  WritePlan(plan, data);
   free(part->data);
-  part->data = data;
-  part->size = html.size();
+  part->data = reinterpret_cast<unsigned char*>(data);
+  part->size = plan.size;
   return MOBI_SUCCESS;
 }
 
