@@ -11,7 +11,8 @@ cd "$(dirname "$0")/.."
 root=$PWD
 seconds=${1:?usage: fuzz/run.sh SECONDS [TARGET...]}
 shift
-all=(text_line txt_conversion html_process html_import mobi_reader mobi_html page_split break_end_tags)
+all=(text_line txt_conversion html_process html_import mobi_reader mobi_html page_split break_end_tags
+  filepos_links)
 targets=("$@")
 [ ${#targets[@]} -eq 0 ] && targets=("${all[@]}")
 build=$root/build-fuzz
@@ -50,7 +51,7 @@ for t in "${targets[@]}"; do
   [ "$t" = mobi_reader ] && seed_mobi "$corpus"
   dict=() max_len=16384
   [ "$t" = mobi_reader ] && max_len=65536
-  case $t in html_*|mobi_html|break_end_tags) dict=(-dict="$root/fuzz/html.dict") ;; esac
+  case $t in html_*|mobi_html|break_end_tags|filepos_links) dict=(-dict="$root/fuzz/html.dict") ;; esac
   start=$(date +%s)
   "$build/fuzz/${t}_fuzzer" "$corpus" "${dict[@]}" -max_total_time="$seconds" -timeout=25 \
     -rss_limit_mb=2048 -max_len="$max_len" -print_final_stats=1 -artifact_prefix="$findings/" >"$log" 2>&1 &

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/mobi/filepos_links.h"
 #include "platform/mobi/html_extract.h"
 #include "platform/mobi/index_counts.h"
 #include "platform/mobi/kav_mobi.h"
@@ -109,6 +110,14 @@ bool SoundNcx(const MOBIIndx* ncx, uint32_t textLength) {
   return true;
 }
 
+// The book's text in parts; a MOBI 6 book's links rebuilt (ParseMobi6Rawml,
+// or libmobi when asked), KF8 links left to Kf8Links.
+MOBI_RET ParseText(MOBIRawml** rawml, const MOBIData* data, bool toc, bool libmobiLinks) {
+  if (mobi_is_kf8(data)) return mobi_parse_rawml_opt(*rawml, data, toc, false, false);
+  if (libmobiLinks) return mobi_parse_rawml_opt(*rawml, data, toc, false, true);
+  return ParseMobi6Rawml(rawml, data, toc);
+}
+
 }  // namespace
 
 int MobiBook::Open(const char* path) {
@@ -128,7 +137,7 @@ int MobiBook::Open(const char* path) {
     QuietLibxml2 quiet;
     rawml_ = mobi_init_rawml(data_);
     // No tables of contents or dictionary indices: the text does without
-    // them. KF8 links are resolved by Kf8Links, not by libmobi.
+    // them.
     // libmobi gives a MOBI 6 book's NCX places anchors as it rebuilds the
     // links, but follows the index's parents and children as it goes, for
     // ever when they loop: the index is read on its own first, and handed to
@@ -148,8 +157,8 @@ int MobiBook::Open(const char* path) {
     }
     result = rawml_ == nullptr           ? KAV_MOBI_ERR_NO_MEMORY
              : !counts.textIndexesFit ? KAV_MOBI_ERR_DAMAGED
-                                      : ReaderCode(mobi_parse_rawml_opt(rawml_, data_, tocInText,
-                                                                        false, !kf8));
+                                      : ReaderCode(ParseText(&rawml_, data_, tocInText,
+                                                             libmobiLinks_));
     // A table of contents whose index libmobi would fail on is not asked for.
     if (readToc_ && !counts.tocIndexesFit && (result == 0 || !kf8)) unreadToc_ = 1;
     // A table of contents that libmobi cannot read: the text without it.
@@ -158,8 +167,7 @@ int MobiBook::Open(const char* path) {
       mobi_free_rawml(rawml_);
       rawml_ = mobi_init_rawml(data_);
       result = rawml_ == nullptr ? KAV_MOBI_ERR_NO_MEMORY
-                                 : ReaderCode(mobi_parse_rawml_opt(rawml_, data_, false, false,
-                                                                   !mobi_is_kf8(data_)));
+                                 : ReaderCode(ParseText(&rawml_, data_, false, libmobiLinks_));
       // Only when the rest reads without it was the index what failed.
       unreadToc_ = result == 0 ? 1 : 0;
     }

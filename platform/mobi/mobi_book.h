@@ -35,6 +35,9 @@ class MobiBook {
   // ExtractHtml then gives places in the HTML (and marks the KF8 files'
   // starts with page breaks); off unless set.
   void SetReadToc(bool on) { readToc_ = on; }
+  // Before Open: a MOBI 6 book's links rebuilt by libmobi itself, as
+  // ParseMobi6Rawml does faster; for comparisons.
+  void SetLibmobiLinks(bool on) { libmobiLinks_ = on; }
   // Writes the HTML and its pictures (ExtractBookHtml); 0 or a KAV_MOBI_ERR code.
   int ExtractHtml(const std::string& htmlPath);
   // The table ExtractHtml found; empty before it, or without SetReadToc.
@@ -63,6 +66,7 @@ class MobiBook {
   MOBIRawml* tocRawml_ = nullptr;
   std::unique_ptr<SalvagedBook> salvaged_;  // instead of rawml_
   bool readToc_ = false;
+  bool libmobiLinks_ = false;
   // An index that libmobi could not read counts as one flaw of the table.
   size_t unreadToc_ = 0;
   BookToc toc_;

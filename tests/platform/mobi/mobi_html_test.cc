@@ -1,8 +1,12 @@
+#include <dirent.h>
+
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "fuzz/mobi6_book.h"
 #include "platform/mobi/filepos_anchors.h"
+#include "platform/mobi/mobi_book.h"
 #include "platform/mobi/kf8_join.h"
 #include "platform/mobi/kf8_links.h"
 #include "platform/mobi/resource_writer.h"
@@ -178,6 +182,76 @@ TEST(TextRecords, WholeBooksReadAsLibmobiReadsThem) {
     EXPECT_EQ(theirs, ours);
     mobi_free_rawml(rawml);
     mobi_free(m);
+  }
+}
+
+// The book at path opened with the links rebuilt by ParseMobi6Rawml and by
+// libmobi, with and without its table of contents: the same result, the same
+// parts. Says what became of text (without the table): "rewritten",
+// "unchanged", or "salvaged" when the rebuild failed.
+std::string OpensAsWithLibmobisRebuild(const std::string& path, const std::string& text = "") {
+  std::string outcome = "salvaged";
+  for (bool toc : {true, false}) {
+    SCOPED_TRACE(path + (toc ? " with its table" : ""));
+    MobiBook ours, libmobis;
+    ours.SetReadToc(toc);
+    libmobis.SetReadToc(toc);
+    libmobis.SetLibmobiLinks(true);
+    EXPECT_EQ(libmobis.Open(path.c_str()), ours.Open(path.c_str()));
+    EXPECT_EQ(libmobis.IsOpen(), ours.IsOpen());
+    EXPECT_EQ("", kav_fuzz::PartsDifference(ours.Rawml(), libmobis.Rawml()));
+    if (const MOBIPart* part = ours.Rawml() != nullptr ? ours.Rawml()->markup : nullptr) {
+      const bool same = std::string(reinterpret_cast<const char*>(part->data), part->size) == text;
+      outcome = same ? "unchanged" : "rewritten";
+    }
+  }
+  return outcome;
+}
+
+// Every test book, damaged ones and the large one included.
+TEST(FileposLinks, EveryBookOpensAsWithLibmobisRebuild) {
+  size_t books = 0;
+  for (std::string dir : {"", "damaged/", "invalid/", "large/"}) {
+    DIR* listing = opendir(("tests/data/mobi/" + dir).c_str());
+    ASSERT_NE(nullptr, listing);
+    while (const dirent* entry = readdir(listing)) {
+      const std::string name = entry->d_name;
+      if (name.size() < 5 || name.substr(name.size() - 5) != ".mobi") continue;
+      OpensAsWithLibmobisRebuild("tests/data/mobi/" + dir + name);
+      ++books;
+    }
+    closedir(listing);
+  }
+  EXPECT_LE(29u, books);
+}
+
+// Links as libmobi finds them, or passes over them, and targets that have
+// no place (the book is then read from its text records, as with libmobi);
+// each also with an NCX, whose entries are targets too.
+TEST(FileposLinks, MarkupOpensAsWithLibmobisRebuild) {
+  const std::vector<std::string> pictures = {"GIF89a", "no picture", "\x89PNG\r\n\x1a\n"};
+  const std::vector<kav_fuzz::Mobi6NcxEntry> ncx = {
+      {0, 0, -1, 1, 1}, {30, 1, 0, -1, -1}, {44, 0, -1, -1, -1}, {47, 2, -1, -1, -1}};
+  for (const auto& [html, outcome] : Cases{
+           {"<p><a filepos=0000000030>to</a> <img recindex=\"00002\"/> <a filepos='3'/></p>",
+            "rewritten"},
+           {"<p><img hirecindex=00003 lorecindex=00009><img recindex=00004></p>x", "rewritten"},
+           {"<p>filepos=12 >filepos=13 <b filepos=1<a filepos=1 x>y</a></p>", "rewritten"},
+           {"<i x=>filepos=<a filepos=5 filepos=filepos=6>  <a filepos=0>", "rewritten"},
+           {"<p" + std::string(200, 'y') + "filepos=7 recindex=2>z<a\tfilepos=\"-4\">",
+            "rewritten"},
+           {"<a foo=filepos=2><a href=recindex=1 h=filepos=3 filepos=>", "rewritten"},
+           {"<p><a filepos=8>inside the attribute</a></p>", "salvaged"},
+           {"<p><a filepos=999>past the text</a></p>", "salvaged"},
+           {"<p>no links at all</p>", "unchanged"},
+           {"filepos=1", "unchanged"}}) {
+    SCOPED_TRACE(html);
+    kavtest::TempDir dir;
+    kavtest::WriteFile(dir / "book.mobi", kav_fuzz::Mobi6Book(html, pictures, {}));
+    EXPECT_EQ(outcome, OpensAsWithLibmobisRebuild(dir / "book.mobi", html));
+    const std::string longer = html + std::string(40, ' ');
+    kavtest::WriteFile(dir / "ncx.mobi", kav_fuzz::Mobi6Book(longer, pictures, ncx));
+    OpensAsWithLibmobisRebuild(dir / "ncx.mobi", longer);
   }
 }
 
