@@ -17,14 +17,6 @@ constexpr zip_int64_t kSupported = ZIP_SOURCE_SUPPORTS_SEEKABLE |
                                    ZIP_SOURCE_MAKE_COMMAND_BITMASK(ZIP_SOURCE_GET_FILE_ATTRIBUTES) |
                                    ZIP_SOURCE_MAKE_COMMAND_BITMASK(ZIP_SOURCE_ACCEPT_EMPTY);
 
-// Buffers that grew past this for one large file are given back after it,
-// so that one big picture does not hold its memory until the book is done.
-constexpr size_t kKeptBufferBytes = 4 << 20;
-
-void Release(std::vector<unsigned char>* buffer) {
-  if (buffer->capacity() > kKeptBufferBytes) std::vector<unsigned char>().swap(*buffer);
-}
-
 }  // namespace
 
 BookFiles::BookFiles(const std::string& bookDir, size_t fileCount, int deflateLevel)
@@ -168,7 +160,7 @@ void BookFiles::Close() {
   if (fd_ >= 0) close(fd_);
   fd_ = -1;
   if (packed_.capacity() > kKeptBufferBytes) packedFile_ = nullptr;
-  Release(&packed_);
+  ReleaseIfLarge(packed_);
 }
 
 bool BookFiles::Compress(File& file) {

@@ -16,10 +16,6 @@ namespace {
 constexpr size_t kFilesAhead = 8;
 constexpr size_t kBytesAhead = 32 << 20;
 
-// A buffer that grew past this for one large file is given back after it,
-// so that one big picture does not hold its memory until the book is done.
-constexpr size_t kKeptBufferBytes = 4 << 20;
-
 bool Fail(DeflatedFile* out, int zipError, int systemError) {
   out->zipError = zipError;
   out->systemError = systemError;
@@ -27,6 +23,10 @@ bool Fail(DeflatedFile* out, int zipError, int systemError) {
 }
 
 }  // namespace
+
+void ReleaseIfLarge(std::vector<unsigned char>& buffer) {
+  if (buffer.capacity() > kKeptBufferBytes) std::vector<unsigned char>().swap(buffer);
+}
 
 bool DeflateFile(libdeflate_compressor* compressor, const std::string& path, uint64_t maxSize,
                  std::vector<unsigned char>& contents, DeflatedFile* out) {
@@ -55,7 +55,7 @@ bool DeflateFile(libdeflate_compressor* compressor, const std::string& path, uin
   out->stream.resize(packedSize);
   out->size = done;
   out->crc = static_cast<uint32_t>(libdeflate_crc32(0, contents.data(), done));
-  if (contents.capacity() > kKeptBufferBytes) std::vector<unsigned char>().swap(contents);
+  ReleaseIfLarge(contents);
   return true;
 }
 

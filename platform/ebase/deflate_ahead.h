@@ -15,6 +15,11 @@ struct libdeflate_compressor;
 
 namespace kav_ebase {
 
+// A buffer that grew past this for one large file is given back after it,
+// so that one big picture does not hold its memory until the book is done.
+constexpr size_t kKeptBufferBytes = 4 << 20;
+void ReleaseIfLarge(std::vector<unsigned char>& buffer);
+
 // One file read whole and deflated: its deflate stream, the CRC and number
 // of the bytes read, or the libzip and system error codes of what failed.
 struct DeflatedFile {

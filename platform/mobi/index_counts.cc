@@ -4,13 +4,10 @@
 #include <stdint.h>
 #include <string.h>
 
+#include "platform/mobi/text_records.h"
+
 namespace kavmobi {
 namespace {
-
-uint32_t BigEndian32(const unsigned char* p) {
-  return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 |
-         static_cast<uint32_t>(p[2]) << 8 | p[3];
-}
 
 // An INDX record's header: "INDX", its length, then at 24 the number of
 // entries (in the first record of an index: the number of records that

@@ -15,11 +15,6 @@ std::string_view RecordText(const MOBIPdbRecord& record, size_t size) {
   return std::string_view(reinterpret_cast<const char*>(record.data), size);
 }
 
-uint32_t BigEndian32(const unsigned char* bytes) {
-  return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
-         static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
-}
-
 bool StartsWith(const MOBIPdbRecord& record, std::string_view magic) {
   return record.data != nullptr && record.size >= magic.size() &&
          RecordText(record, magic.size()) == magic;
@@ -49,6 +44,11 @@ std::string WholeText(const MOBIData& m) {
 }
 
 }  // namespace
+
+uint32_t BigEndian32(const unsigned char* bytes) {
+  return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
+         static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
+}
 
 bool DecompressPalmDoc(std::string_view record, std::string& out) {
   const size_t start = out.size();

@@ -17,6 +17,9 @@ namespace kavmobi {
 // whole or not at all. Empty when nothing could be read.
 std::string ReadTextRecords(const MOBIData& m);
 
+// The big-endian 32-bit number at bytes, as every header field is written.
+uint32_t BigEndian32(const unsigned char* bytes);
+
 // PalmDOC decompression of one record, appended to out. A copy from before
 // the record's start is skipped and the rest read on; false when there was
 // one, or the record ends inside a pair.
