@@ -330,24 +330,30 @@ BookToc PageBreakToc(std::string* html) {
 
 }  // namespace
 
+bool CncxBytes(const MOBIPdbRecord& record, size_t offset, std::string_view* bytes) {
+  if (record.data == nullptr) return false;
+  size_t at = offset;
+  // The length: seven bits a byte, the last byte marked by its high bit.
+  size_t length = 0;
+  for (int read = 0;; ++read) {
+    if (at >= record.size || read == 4) return false;
+    const unsigned char c = record.data[at++];
+    length = length << 7 | (c & 0x7F);
+    if ((c & 0x80) != 0) break;
+  }
+  if (length > record.size - at) return false;
+  *bytes = std::string_view(reinterpret_cast<const char*>(record.data + at), length);
+  return true;
+}
+
 bool CncxText(const MOBIIndx& index, uint32_t offset, std::string* text) {
   const MOBIPdbRecord* record = index.cncx_record;
   const size_t number = offset >> 16;
   if (number >= index.cncx_records_count) return false;
   for (size_t i = 0; i < number && record != nullptr; ++i) record = record->next;
-  if (record == nullptr || record->data == nullptr) return false;
-  size_t at = offset & 0xFFFF;
-  // The length: seven bits a byte, the last byte marked by its high bit.
-  size_t length = 0;
-  for (int bytes = 0;; ++bytes) {
-    if (at >= record->size || bytes == 4) return false;
-    const unsigned char c = record->data[at++];
-    length = length << 7 | (c & 0x7F);
-    if ((c & 0x80) != 0) break;
-  }
-  if (length > record->size - at) return false;
-  *text = LabelText(std::string_view(reinterpret_cast<const char*>(record->data + at), length),
-                    IsCp1252(index.encoding));
+  std::string_view bytes;
+  if (record == nullptr || !CncxBytes(*record, offset & 0xFFFF, &bytes)) return false;
+  *text = LabelText(bytes, IsCp1252(index.encoding));
   return true;
 }
 

@@ -47,6 +47,10 @@ BookToc MadeToc(std::string* html);
 // false when it is not there.
 bool CncxText(const MOBIIndx& index, uint32_t offset, std::string* text);
 
+// The bytes of the CNCX string at offset inside one CNCX record; false
+// when its length or its bytes are not all inside the record.
+bool CncxBytes(const MOBIPdbRecord& record, size_t offset, std::string_view* bytes);
+
 }  // namespace kavmobi
 
 #endif  // KAV_EPUB_PLATFORM_MOBI_BOOK_TOC_H_

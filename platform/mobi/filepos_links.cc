@@ -13,6 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "platform/mobi/book_toc.h"
+#include "platform/mobi/utf8_charset.h"
+
 namespace kavmobi {
 namespace {
 
@@ -290,21 +293,6 @@ int TagValue(const MOBIIndexEntry& entry, unsigned tag, uint32_t* value) {
   return 0;
 }
 
-// Whether libmobi reads the label at offset (its length, up to four bytes
-// of seven bits, then the bytes) inside the CNCX record.
-bool LabelInRecord(const MOBIPdbRecord& record, uint32_t offset) {
-  if (record.data == nullptr || offset >= record.size) return false;
-  size_t at = offset;
-  uint32_t length = 0;
-  for (int bytes = 0;; ++bytes) {
-    if (at >= record.size || bytes == 4) return false;
-    const Byte c = record.data[at++];
-    length = length << 7 | (c & 0x7F);
-    if ((c & 0x80) != 0) break;
-  }
-  return length <= record.size - at;
-}
-
 // The text positions that libmobi's NCX (rebuilt from the index when the
 // book's OPF is) names and so gives anchors: those of the entries its
 // navMap writes, the top level (0) and, under each entry written, its
@@ -317,8 +305,9 @@ bool NcxTargets(const MOBIIndx& ncx, std::vector<uint32_t>* targets) {
   for (size_t i = 0; i < count; ++i) {
     const MOBIIndexEntry& entry = ncx.entries[i];
     uint32_t label = 0, parent = MOBI_NOTSET;
+    std::string_view labelBytes;  // libmobi reads the label inside the first CNCX record
     first[i] = last[i] = MOBI_NOTSET;
-    if (TagValue(entry, 3, &label) != 1 || !LabelInRecord(*ncx.cncx_record, label) ||
+    if (TagValue(entry, 3, &label) != 1 || !CncxBytes(*ncx.cncx_record, label, &labelBytes) ||
         TagValue(entry, 1, &position[i]) != 1 || TagValue(entry, 4, &level[i]) != 1 ||
         TagValue(entry, 21, &parent) < 0 || TagValue(entry, 22, &first[i]) < 0 ||
         TagValue(entry, 23, &last[i]) < 0) {
@@ -401,7 +390,7 @@ bool OpfBuilds(const MOBIData& m, const MOBIRawml& rawml, std::vector<uint32_t>*
 
 MOBI_RET ParseMobi6Rawml(MOBIRawml** rawml, const MOBIData* m, bool parseToc) {
   const bool cp1252 = m->mh != nullptr && m->mh->text_encoding != nullptr &&
-                      *m->mh->text_encoding == MOBI_CP1252;
+                      IsCp1252(*m->mh->text_encoding);
   MOBI_RET result = mobi_parse_rawml_opt(*rawml, m, parseToc, false, cp1252);
   if (result != MOBI_SUCCESS || cp1252) return result;
   MOBIPart* part = (*rawml)->markup;
