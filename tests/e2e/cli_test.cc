@@ -158,7 +158,10 @@ TEST_F(Cli, ShortFormPicksTheCommandFromTheInputAndNamesTheBookAfterIt) {
 // was), no staged piece of one and no working directory.
 TEST_F(Cli, InterruptEndsAnyConversionAtOnceAndLeavesNothing) {
   std::string page = "<html><body>", text;
-  for (int i = 0; i < 5000; ++i)
+  // Large enough that the import is still at work when the wait below
+  // notices it: 5,000 pairs took a tenth of a second, which a 10 ms poll
+  // could miss.
+  for (int i = 0; i < 60000; ++i)
     page += "<font color=red>" + std::to_string(i) + "</font><center>c</center>";
   for (int i = 0; i < 15000; ++i) text += "The clockmaker's apprentice polished every gear.\n";
   kavtest::MakeDirs(dir_ / "out");
