@@ -15,6 +15,7 @@
 #include "platform/tool/kav_tool.h"
 #include "service/kav_result.h"
 #include "xml/dtd_cache.h"
+#include "xml/html_read.h"
 #include "xml/id_index.h"
 #include "xml/page_split.h"
 #include "xml/repair_nodes.h"
@@ -134,7 +135,7 @@ int XMLBase::HtmlProcess(const char* htmlPath, const char* baseDir, const char* 
   AddXMLNode(nullptr, "html", &xmlns);
 
   if (KavIsStrNullOrEmpty(htmlPath)) return KAV_ERR_OPEN;
-  xmlDoc* source = htmlReadFile(htmlPath, "UTF-8", kHtmlParseOptions);
+  xmlDoc* source = kav_xml::ReadHtmlForCleanup(htmlPath, kHtmlParseOptions);
   if (source == nullptr) return KAV_ERR_OPEN;
   xmlNode* sourceRoot = xmlDocGetRootElement(source);
   if (sourceRoot == nullptr) {
