@@ -4,8 +4,8 @@
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
+#include <libxml/xmlstring.h>
 
-#include <cstring>
 #include <vector>
 
 namespace kav_xml {
@@ -13,15 +13,16 @@ namespace {
 
 thread_local bool t_keepAll = false;
 
-// Neither name is declared for p or blockquote, nor for what either can
-// become: a p keeps its name unless it loses every attribute (made a span,
-// or dropped), and a blockquote always loses every attribute. So the
+// Neither attribute is declared for p or blockquote, nor for what either
+// can become: a p keeps its name unless it loses every attribute (made a
+// span, or dropped), and a blockquote always loses every attribute. So the
 // attribute pass would remove both wherever they stand.
-bool AlwaysRemoved(const xmlChar* element, const xmlChar* attribute) {
-  const char* e = reinterpret_cast<const char*>(element);
-  const char* a = reinterpret_cast<const char*>(attribute);
-  if (std::strcmp(e, "p") != 0 && std::strcmp(e, "blockquote") != 0) return false;
-  return std::strcmp(a, "height") == 0 || std::strcmp(a, "width") == 0;
+bool LosesHeightAndWidth(const xmlChar* element) {
+  return xmlStrEqual(element, BAD_CAST "p") || xmlStrEqual(element, BAD_CAST "blockquote");
+}
+
+bool IsHeightOrWidth(const xmlChar* attribute) {
+  return xmlStrEqual(attribute, BAD_CAST "height") || xmlStrEqual(attribute, BAD_CAST "width");
 }
 
 // The parser's own element handler, called with the attributes kept.
@@ -31,25 +32,22 @@ struct Hook {
 };
 
 void StartElement(void* context, const xmlChar* name, const xmlChar** atts) {
-  auto* ctxt = static_cast<htmlParserCtxt*>(context);
-  auto* hook = static_cast<Hook*>(ctxt->_private);
-  bool any = false;
-  if (name != nullptr && atts != nullptr) {
-    for (size_t i = 0; atts[i] != nullptr && !any; i += 2) any = AlwaysRemoved(name, atts[i]);
-  }
-  if (!any) {
+  auto* hook = static_cast<Hook*>(static_cast<htmlParserCtxt*>(context)->_private);
+  if (atts == nullptr || !LosesHeightAndWidth(name)) {
     hook->start(context, name, atts);
     return;
   }
-  // The array holds name and value pairs and ends with a null name.
+  // Name and value pairs, ended as the parser ends them: by a pair of nulls,
+  // both of which libxml2's handler reads; no attributes at all is null.
   hook->kept.clear();
   for (size_t i = 0; atts[i] != nullptr; i += 2) {
-    if (AlwaysRemoved(name, atts[i])) continue;
+    if (IsHeightOrWidth(atts[i])) continue;
     hook->kept.push_back(atts[i]);
     hook->kept.push_back(atts[i + 1]);
   }
-  hook->kept.push_back(nullptr);
-  hook->start(context, name, hook->kept.size() > 1 ? hook->kept.data() : nullptr);
+  const bool none = hook->kept.empty();
+  hook->kept.insert(hook->kept.end(), 2, nullptr);
+  hook->start(context, name, none ? nullptr : hook->kept.data());
 }
 
 }  // namespace
